@@ -1,0 +1,25 @@
+# Flags of our own build. A client that links our installed targets gets none of them.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+
+if(NOT CMAKE_BUILD_TYPE)
+    set(CMAKE_BUILD_TYPE Release)
+endif()
+
+set(LOAM_SANITIZE "" CACHE STRING "Sanitizers of this build, as -fsanitize takes them")
+
+add_library(loam_build_flags INTERFACE)
+target_compile_options(
+    loam_build_flags
+    INTERFACE -Wall -Wextra -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual -Werror
+              -fno-omit-frame-pointer)
+if(LOAM_SANITIZE)
+    target_compile_options(loam_build_flags INTERFACE -fsanitize=${LOAM_SANITIZE} -fno-sanitize-recover=all)
+    target_link_options(loam_build_flags INTERFACE -fsanitize=${LOAM_SANITIZE})
+endif()
