@@ -1,0 +1,14 @@
+#include <Zet/System.h>
+
+#include <chrono>
+#include <time.h>
+
+namespace Zet {
+
+Ombra::Time System::currentTimeUtc() noexcept {
+    timespec now{};
+    ::clock_gettime(CLOCK_REALTIME_COARSE, &now);
+    return Ombra::Time{std::chrono::seconds{now.tv_sec} + std::chrono::nanoseconds{now.tv_nsec}};
+}
+
+} // namespace Zet
