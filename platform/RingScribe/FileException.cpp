@@ -1,0 +1,7 @@
+#include <RingScribe/FileException.h>
+
+namespace RingScribe {
+
+FileException::~FileException() = default;
+
+} // namespace RingScribe
