@@ -1,0 +1,7 @@
+#include <Orbis/StoreException.h>
+
+namespace Orbis {
+
+StoreException::~StoreException() = default;
+
+} // namespace Orbis
