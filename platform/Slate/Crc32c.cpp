@@ -1,0 +1,298 @@
+#include <Slate/Crc32c.h>
+#include <Slate/Shared.h>
+
+#include <array>
+#include <cstring>
+
+#if defined(__x86_64__)
+#define SLATE_HAS_CRC_INSTRUCTION 1
+#include <immintrin.h>
+#endif
+
+namespace Slate {
+
+namespace {
+
+constexpr std::uint32_t polynomial = 0x82f63b78; // reflected
+
+constexpr std::uint32_t timesX(std::uint32_t value) {
+    return (value >> 1) ^ ((value & 1) != 0 ? polynomial : 0);
+}
+
+// Eight tables: entry [k][b] is the sum of byte b followed by k zero bytes.
+using Tables = std::array<std::array<std::uint32_t, 256>, 8>;
+
+constexpr Tables makeTables() {
+    Tables tables{};
+    for (std::uint32_t byte = 0; byte < 256; ++byte) {
+        std::uint32_t sum = byte;
+        for (int bit = 0; bit < 8; ++bit) {
+            sum = timesX(sum);
+        }
+        tables[0][byte] = sum;
+    }
+    for (std::size_t zeros = 1; zeros < 8; ++zeros) {
+        for (std::size_t byte = 0; byte < 256; ++byte) {
+            std::uint32_t const before = tables[zeros - 1][byte];
+            tables[zeros][byte] = (before >> 8) ^ tables[0][before & 0xff];
+        }
+    }
+    return tables;
+}
+
+constexpr Tables tables = makeTables();
+
+std::uint32_t tableWord(std::uint32_t seed, std::uint64_t value) {
+    value ^= seed;
+    std::uint32_t sum = 0;
+    for (std::size_t byte = 0; byte < 8; ++byte) {
+        sum ^= tables[7 - byte][(value >> (8 * byte)) & 0xff];
+    }
+    return sum;
+}
+
+std::uint32_t tableWords3(std::uint32_t seed, std::uint64_t first, std::uint64_t second,
+                          std::uint64_t third) {
+    return tableWord(tableWord(tableWord(seed, first), second), third);
+}
+
+std::uint32_t tableHead(Crc32c::Head const& head) {
+    return tableWords3(head.seed, head.first, head.second, head.third);
+}
+
+std::uint64_t privateWord(void const* from, std::size_t index) {
+    std::uint64_t value;
+    std::memcpy(&value, static_cast<char const*>(from) + index * 8, 8);
+    return value;
+}
+
+std::uint64_t privateTail(Crc32c const& plan, void const* from) {
+    std::uint64_t value = 0;
+    std::memcpy(&value, static_cast<char const*>(from) + std::size_t{plan.fullWords()} * 8,
+                plan.tailBytes());
+    return value;
+}
+
+void privateWordIs(void* to, std::size_t index, std::uint64_t value) {
+    std::memcpy(static_cast<char*>(to) + index * 8, &value, 8);
+}
+
+void privateTailIs(Crc32c const& plan, void* to, std::uint64_t value) {
+    std::memcpy(static_cast<char*>(to) + std::size_t{plan.fullWords()} * 8, &value,
+                plan.tailBytes());
+}
+
+std::uint32_t tableSum(Crc32c const& plan, Crc32c::Head const& head, std::uint64_t const* from) {
+    std::uint32_t seed = tableHead(head);
+    std::uint32_t const words = plan.fullWords() + (plan.tailBytes() != 0 ? 1 : 0);
+    for (std::uint32_t index = 0; index < words; ++index) {
+        seed = tableWord(seed, loadRelaxed(from + index));
+    }
+    return seed;
+}
+
+std::uint32_t tableCopyOut(Crc32c const& plan, Crc32c::Head const& head, std::uint64_t* to,
+                           void const* from) {
+    std::uint32_t seed = tableHead(head);
+    for (std::uint32_t index = 0; index < plan.fullWords(); ++index) {
+        std::uint64_t const value = privateWord(from, index);
+        storeRelaxed(to + index, value);
+        seed = tableWord(seed, value);
+    }
+    if (plan.tailBytes() != 0) {
+        std::uint64_t const value = privateTail(plan, from);
+        storeRelaxed(to + plan.fullWords(), value);
+        seed = tableWord(seed, value);
+    }
+    return seed;
+}
+
+std::uint32_t tableCopyIn(Crc32c const& plan, Crc32c::Head const& head, void* to,
+                          std::uint64_t const* from) {
+    std::uint32_t seed = tableHead(head);
+    for (std::uint32_t index = 0; index < plan.fullWords(); ++index) {
+        std::uint64_t const value = loadRelaxed(from + index);
+        privateWordIs(to, index, value);
+        seed = tableWord(seed, value);
+    }
+    if (plan.tailBytes() != 0) {
+        std::uint64_t const value = loadRelaxed(from + plan.fullWords());
+        privateTailIs(plan, to, value);
+        seed = tableWord(seed, value);
+    }
+    return seed;
+}
+
+constexpr Crc32c::Calls tableCalls{&tableWords3, &tableSum, &tableCopyOut, &tableCopyIn};
+
+#ifdef SLATE_HAS_CRC_INSTRUCTION
+#define SLATE_CRC_TARGET __attribute__((target("sse4.2,pclmul")))
+
+SLATE_CRC_TARGET inline std::uint32_t step(std::uint32_t seed, std::uint64_t value) {
+    return static_cast<std::uint32_t>(_mm_crc32_u64(seed, value));
+}
+
+// Moves a sum over the length that `multiplier` stands for.
+SLATE_CRC_TARGET inline std::uint32_t shifted(std::uint32_t sum, std::uint32_t multiplier) {
+    __m128i const product =
+        _mm_clmulepi64_si128(_mm_cvtsi32_si128(static_cast<int>(sum)),
+                             _mm_cvtsi32_si128(static_cast<int>(multiplier)), 0);
+    return step(0, static_cast<std::uint64_t>(_mm_cvtsi128_si64(product)));
+}
+
+SLATE_CRC_TARGET inline std::uint32_t join(Crc32c const& plan, std::uint32_t first,
+                                           std::uint32_t second, std::uint32_t third) {
+    return shifted(first, plan.shiftTwoLanes()) ^ shifted(second, plan.shiftOneLane()) ^ third;
+}
+
+SLATE_CRC_TARGET std::uint32_t fastWords3(std::uint32_t seed, std::uint64_t first,
+                                          std::uint64_t second, std::uint64_t third) {
+    return step(step(step(seed, first), second), third);
+}
+
+// The three functions below differ in where a word comes from and where it goes to; `visit(index)`
+// does that and gives the word, `visit.from(index)` does it for the words from there on.
+template <typename Visit>
+SLATE_CRC_TARGET inline __attribute__((always_inline)) std::uint32_t
+fastBlock(Crc32c const& plan, Crc32c::Head const& head, Visit const& visit) {
+    std::uint32_t seed = step(step(step(head.seed, head.first), head.second), head.third);
+    std::size_t const lane = plan.laneWords();
+    std::size_t index = 0;
+    if (lane != 0) {
+        Visit const visitSecond = visit.from(lane);
+        Visit const visitThird = visit.from(2 * lane);
+        std::uint32_t second = 0;
+        std::uint32_t third = 0;
+        for (; index < lane; ++index) {
+            seed = step(seed, visit(index));
+            second = step(second, visitSecond(index));
+            third = step(third, visitThird(index));
+        }
+        seed = join(plan, seed, second, third);
+        index = 3 * lane;
+    }
+    for (std::size_t const words = plan.fullWords(); index < words; ++index) {
+        seed = step(seed, visit(index));
+    }
+    return seed;
+}
+
+struct VisitShared {
+    std::uint64_t const* source;
+
+    VisitShared from(std::size_t index) const { return {source + index}; }
+    SLATE_CRC_TARGET std::uint64_t operator()(std::size_t index) const {
+        return loadRelaxed(source + index);
+    }
+};
+
+struct VisitOut {
+    std::uint64_t* target;
+    char const* source;
+
+    VisitOut from(std::size_t index) const { return {target + index, source + 8 * index}; }
+    SLATE_CRC_TARGET std::uint64_t operator()(std::size_t index) const {
+        std::uint64_t const value = privateWord(source, index);
+        storeRelaxed(target + index, value);
+        return value;
+    }
+};
+
+struct VisitIn {
+    char* target;
+    std::uint64_t const* source;
+
+    VisitIn from(std::size_t index) const { return {target + 8 * index, source + index}; }
+    SLATE_CRC_TARGET std::uint64_t operator()(std::size_t index) const {
+        std::uint64_t const value = loadRelaxed(source + index);
+        privateWordIs(target, index, value);
+        return value;
+    }
+};
+
+SLATE_CRC_TARGET std::uint32_t fastSum(Crc32c const& plan, Crc32c::Head const& head,
+                                       std::uint64_t const* from) {
+    std::uint32_t const seed = fastBlock(plan, head, VisitShared{from});
+    return plan.tailBytes() != 0 ? step(seed, loadRelaxed(from + plan.fullWords())) : seed;
+}
+
+SLATE_CRC_TARGET std::uint32_t fastCopyOut(Crc32c const& plan, Crc32c::Head const& head,
+                                           std::uint64_t* to, void const* from) {
+    std::uint32_t seed = fastBlock(plan, head, VisitOut{to, static_cast<char const*>(from)});
+    if (plan.tailBytes() != 0) {
+        std::uint64_t const value = privateTail(plan, from);
+        storeRelaxed(to + plan.fullWords(), value);
+        seed = step(seed, value);
+    }
+    return seed;
+}
+
+SLATE_CRC_TARGET std::uint32_t fastCopyIn(Crc32c const& plan, Crc32c::Head const& head, void* to,
+                                          std::uint64_t const* from) {
+    std::uint32_t seed = fastBlock(plan, head, VisitIn{static_cast<char*>(to), from});
+    if (plan.tailBytes() != 0) {
+        std::uint64_t const value = loadRelaxed(from + plan.fullWords());
+        privateTailIs(plan, to, value);
+        seed = step(seed, value);
+    }
+    return seed;
+}
+
+constexpr Crc32c::Calls fastCalls{&fastWords3, &fastSum, &fastCopyOut, &fastCopyIn};
+
+Crc32c::Calls const* bestCalls() {
+    static bool const has = __builtin_cpu_supports("sse4.2") && __builtin_cpu_supports("pclmul");
+    return has ? &fastCalls : &tableCalls;
+}
+#else
+Crc32c::Calls const* bestCalls() {
+    return &tableCalls;
+}
+#endif
+
+// Moving a sum over n bytes is a multiplication by x^(8n) modulo the polynomial. The product of two
+// reflected 32-bit values comes out one place too low, and reducing it by the instruction
+// multiplies by x^32 more: 33 places are taken off the exponent.
+std::uint32_t multiplierFor(std::size_t words) {
+    std::uint32_t value = 0x80000000; // x^0
+    for (std::size_t exponent = words * 64 - 33; exponent > 0; --exponent) {
+        value = timesX(value);
+    }
+    return value;
+}
+
+// Below this many words, joining the lanes costs more than they save.
+constexpr std::uint32_t laneThresholdWords = 12;
+
+} // namespace
+
+Crc32c::Crc32c(std::size_t bytes) : Crc32c{bytes, bestCalls()} {}
+
+Crc32c::Crc32c(std::size_t bytes, Calls const* calls)
+    : calls_{calls}, fullWords_{static_cast<std::uint32_t>(bytes / 8)},
+      tailBytes_{static_cast<std::uint32_t>(bytes % 8)}, laneWords_{fullWords_ >= laneThresholdWords
+                                                                        ? fullWords_ / 3
+                                                                        : 0} {
+    if (laneWords_ != 0) {
+        shiftOneLane_ = multiplierFor(laneWords_);
+        shiftTwoLanes_ = multiplierFor(std::size_t{2} * laneWords_);
+    }
+}
+
+Crc32c Crc32c::withTables(std::size_t bytes) {
+    return Crc32c{bytes, &tableCalls};
+}
+
+bool Crc32c::usesInstruction() const {
+    return calls_ != &tableCalls;
+}
+
+std::uint32_t Crc32c::ofBytes(std::uint32_t seed, void const* from, std::size_t bytes) {
+    auto const* next = static_cast<unsigned char const*>(from);
+    for (; bytes > 0; --bytes) {
+        seed = (seed >> 8) ^ tables[0][(seed ^ *next++) & 0xff];
+    }
+    return seed;
+}
+
+} // namespace Slate

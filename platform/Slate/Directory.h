@@ -1,0 +1,145 @@
+#pragma once
+
+#include <Slate/BucketScan.h>
+#include <Slate/Control.h>
+#include <Slate/Extents.h>
+#include <Slate/Geometry.h>
+#include <Slate/Layout.h>
+#include <Slate/Mapping.h>
+#include <Slate/Shared.h>
+#include <Slate/SlotAllocator.h>
+#include <Slate/SlotArea.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// The directory of a store: which slot holds the record of a key.
+//
+// A key belongs to one chain, named by its primary bucket (the owner). A chain is that bucket and,
+// when more than 7 keys meet there, overflow buckets linked behind it. Chains are dense: a chain
+// has overflow buckets only while the ones before are full, so the pool of overflow buckets can't
+// run out below the store's capacity. A removal that would leave a hole fills it with the chain's
+// last entry, by the same store that removes.
+//
+//   Order::keyMix   tag = bijective mix of the key; owner = its top bits. Tags are unique.
+//   Order::version  tag = low 32 bits of the version; owner = version / 7 modulo the bucket count;
+//                   two versions in one chain can have the same tag and are told apart by the slot.
+//
+// The walk order is (owner, tag, key): every position in it follows from the key alone, so a walk
+// can go on from a key that is gone, in another process or after a restart.
+//
+// An operation that finds no entry has looked at the whole chain and knows whether all its words
+// are whole; `damaged` tells. A reader in another process then has to ask `Control::shape` whether
+// a word moved meanwhile before it believes either.
+namespace Slate {
+
+struct Cell {
+    std::uint32_t bucket = 0;
+    std::uint32_t index = 0;
+};
+
+// Where a key is, or where it can go.
+struct Found {
+    bool found = false;
+    bool damaged = false; // a word of the chain is not whole
+    bool vacant = false;  // not found: `cell` is empty and can take the key
+    std::uint32_t owner = 0;
+    std::uint32_t tag = 0;
+    std::uint32_t slot = 0;
+    std::uint32_t lastBucket = 0; // of the chain, when not found
+    std::uint64_t word = 0;
+    Cell cell;
+};
+
+// A place in the walk order: behind `key`, or at the start of a chain.
+struct Position {
+    std::uint32_t owner = 0;
+    bool atStart = true;
+    std::uint32_t tag = 0;
+    std::uint64_t key = 0;
+};
+
+struct Next {
+    bool found = false;
+    bool damaged = false;
+    bool changed = false; // the entry was changed while it was looked at
+    std::uint32_t owner = 0;
+    std::uint32_t slot = 0;
+    std::uint64_t word = 0;
+};
+
+class Directory {
+  public:
+    Directory(Mapping const& mapping, Geometry const& geometry, Extents& extents, SlotArea& slots,
+              Control& control, std::string const& name);
+
+    std::uint32_t ownerOf(std::uint64_t key) const;
+    std::uint32_t tagOf(std::uint64_t key) const;
+    Position behind(std::uint64_t key) const { return {ownerOf(key), false, tagOf(key), key}; }
+
+    Found find(std::uint64_t key) const;
+
+    // The first entry at or behind a position. `damaged` refers to the chain `owner`, where the
+    // search then stopped.
+    Next next(Position from) const;
+
+    std::uint32_t count() const; // of entries, by looking at all buckets
+
+    std::uint64_t word(Cell cell) const {
+        return loadAcquire(&bucket(cell.bucket)->entry[cell.index]);
+    }
+
+    // A sentence about the first word of a chain that is not whole.
+    std::string describe(std::uint32_t owner) const;
+
+    // For the writer. `prepare` sees to it that the key of `at` can be entered, and changes nothing
+    // that a reader sees; raises `NoSpaceException`. `enter`, `swing` and `remove` each commit by
+    // one store.
+    void prepare(Found& at);
+    void enter(Found const& at, std::uint32_t slot);
+    void swing(Found const& at, std::uint32_t slot);
+    void remove(Found const& at);
+
+    void disown() { occupied_.clear(); } // from now on as a reader
+
+  private:
+    friend class Recovery;
+    friend class Verifier;
+
+    std::uint64_t offset(std::uint32_t bucketNumber) const {
+        return geometry_.directoryOffset + std::uint64_t{bucketNumber} * sizeof(Bucket);
+    }
+    Bucket* bucket(std::uint32_t number) const { return mapping_.as<Bucket>(offset(number)); }
+    bool present(std::uint32_t number) const { return extents_.presentAt(offset(number)); }
+    std::uint32_t bucketTotal() const { return geometry_.bucketCount + geometry_.overflowCount; }
+
+    // Follows the link of a bucket. False at the end of the chain; `damaged` is set when the link
+    // is not whole, or the chain longer than it can be.
+    bool follow(std::uint32_t owner, std::uint32_t& number, std::uint32_t& hops,
+                bool& damaged) const;
+
+    bool refersTo(std::uint64_t word, std::uint64_t key, Found& at) const;
+    bool pick(Found& at, std::uint32_t number, std::uint32_t matches, std::uint64_t key) const;
+    Next nextInChain(Position const& from) const;
+    Next nextByKey(Position const& from) const;
+    bool sharesTag(Position const& from) const;
+    std::uint64_t firstWord(std::uint32_t number, std::uint32_t mask) const;
+    std::uint32_t nextOwner(std::uint32_t owner) const;
+    void fillHole(std::uint32_t owner, Cell hole);
+    bool trimTail(std::uint32_t owner);
+
+    Mapping const& mapping_;
+    Geometry const& geometry_;
+    Extents& extents_;
+    SlotArea& slots_;
+    Control& control_;
+    std::string const& name_;
+    std::uint32_t shift_; // Order::keyMix: owner = tag >> shift_
+    BucketScan const& scan_;
+    SlotAllocator overflow_;
+    // The writer's note of chains that may have entries; empty in a reader.
+    mutable std::vector<std::uint64_t> occupied_;
+};
+
+} // namespace Slate

@@ -1,0 +1,63 @@
+#include <Slate/SlotArea.h>
+
+#include <fmt/format.h>
+
+#include <atomic>
+
+namespace Slate {
+
+SlotArea::SlotArea(Mapping const& mapping, Geometry const& geometry, Extents& extents,
+                   std::uint32_t fileSeed, std::string const& name)
+    : mapping_{mapping}, extents_{extents}, name_{name}, origin_{geometry.slotOffset},
+      stride_{geometry.slotStride}, count_{geometry.slotCount}, seed_{fileSeed},
+      crc_{geometry.recordBytes} {}
+
+void SlotArea::write(std::uint32_t slot, std::uint64_t key, std::uint64_t sequence,
+                     void const* record) {
+    SlotHeader* const at = header(slot);
+    std::uint64_t const live = packState(SlotState::live, sequence);
+    storeRelaxed(&at->state, withState(live, SlotState::live, SlotState::writing));
+    std::atomic_thread_fence(std::memory_order_release);
+    std::uint32_t const sum =
+        crc_.copyOut(head(live, key, slot), reinterpret_cast<std::uint64_t*>(at + 1), record);
+    storeRelaxed(&at->key, key);
+    __atomic_store_n(&at->checksum, sum, __ATOMIC_RELAXED);
+    storeRelease(&at->state, live);
+}
+
+void SlotArea::retire(std::uint32_t slot) {
+    SlotHeader* const at = header(slot);
+    storeRelease(&at->state, packState(SlotState::retired, sequenceOf(loadRelaxed(&at->state))));
+}
+
+SlotArea::Seen SlotArea::copy(std::uint32_t slot, void* record) const {
+    SlotHeader const* const at = header(slot);
+    std::uint64_t const state = loadAcquire(&at->state);
+    std::uint64_t const key = loadRelaxed(&at->key);
+    std::uint32_t const expected = __atomic_load_n(&at->checksum, __ATOMIC_RELAXED);
+    std::uint32_t const found = crc_.copyIn(head(state, key, slot), record, words(at));
+    std::atomic_thread_fence(std::memory_order_acquire);
+    if (loadRelaxed(&at->state) != state) {
+        return {Copy::changed, key, state};
+    }
+    bool const live = stateOf(state) == SlotState::live && stateWhole(state);
+    return {live && expected == found ? Copy::whole : Copy::damaged, key, state};
+}
+
+std::string SlotArea::describe(std::uint32_t slot, std::uint64_t key) const {
+    SlotHeader const* const at = header(slot);
+    std::uint64_t const state = loadAcquire(&at->state);
+    if (!stateWhole(state) || stateOf(state) != SlotState::live) {
+        return fmt::format("{}: slot {}, key {}: expected a live state word, found {:016x}", name_,
+                           slot, key, state);
+    }
+    if (loadRelaxed(&at->key) != key) {
+        return fmt::format("{}: slot {}, key {}: expected this key in the slot, found key {}",
+                           name_, slot, key, loadRelaxed(&at->key));
+    }
+    return fmt::format("{}: slot {}, key {}: expected checksum {:08x}, found {:08x}", name_, slot,
+                       key, __atomic_load_n(&at->checksum, __ATOMIC_RELAXED),
+                       crc_.sum(head(state, key, slot), words(at)));
+}
+
+} // namespace Slate

@@ -1,0 +1,94 @@
+#pragma once
+
+#include <Slate/Crc32c.h>
+#include <Slate/Extents.h>
+#include <Slate/Geometry.h>
+#include <Slate/Layout.h>
+#include <Slate/Mapping.h>
+#include <Slate/Shared.h>
+
+#include <cstdint>
+#include <string>
+
+namespace Slate {
+
+// The records of a store, each in a slot with the means to tell that it is whole.
+//
+// A slot is filled in this order: state `writing`, then record, key and checksum, then state
+// `live`. State words never repeat (they carry a sequence number), so a reader that finds the same
+// live state before and after its copy has copied one record and not the mixture of two.
+//
+// The checksum covers the state word, the key, the slot's number and the record, and starts from a
+// value of the file's own: a record that is copied to another slot or file does not pass there.
+class SlotArea {
+  public:
+    SlotArea(Mapping const& mapping, Geometry const& geometry, Extents& extents,
+             std::uint32_t fileSeed, std::string const& name);
+
+    std::uint32_t count() const { return count_; }
+
+    // Whether the slot's memory may be touched; the memory is asked for by `ensure`.
+    bool present(std::uint32_t slot) const { return extents_.present(offset(slot), stride_); }
+    void ensure(std::uint32_t slot) { extents_.ensure(offset(slot), stride_); }
+
+    void write(std::uint32_t slot, std::uint64_t key, std::uint64_t sequence, void const* record);
+    void retire(std::uint32_t slot);
+
+    std::uint64_t key(std::uint32_t slot) const { return loadRelaxed(&header(slot)->key); }
+    std::uint64_t state(std::uint32_t slot) const { return loadAcquire(&header(slot)->state); }
+    void const* record(std::uint32_t slot) const { return header(slot) + 1; }
+
+    // Whether the slot holds a live, whole record of `key`, which is not changing.
+    bool whole(std::uint32_t slot, std::uint64_t key) const {
+        SlotHeader const* const at = header(slot);
+        std::uint64_t const state = loadAcquire(&at->state);
+        return stateOf(state) == SlotState::live && stateWhole(state) &&
+               loadRelaxed(&at->key) == key &&
+               __atomic_load_n(&at->checksum, __ATOMIC_RELAXED) ==
+                   crc_.sum(head(state, key, slot), words(at));
+    }
+
+    enum class Copy { whole, changed, damaged };
+
+    struct Seen {
+        Copy outcome;
+        std::uint64_t key;
+        std::uint64_t state;
+    };
+
+    // Copies a record that may be changing, and tells what key and state were found in the slot.
+    Seen copy(std::uint32_t slot, void* record) const;
+
+    // A sentence about a slot that is not a whole record of `key`.
+    std::string describe(std::uint32_t slot, std::uint64_t key) const;
+
+    void prefetch(std::uint32_t slot) const {
+        std::byte const* const at = mapping_.at(offset(slot));
+        for (std::uint32_t byte = 0; byte < stride_; byte += 64) {
+            __builtin_prefetch(at + byte);
+        }
+    }
+
+  private:
+    std::uint64_t offset(std::uint32_t slot) const {
+        return origin_ + std::uint64_t{slot} * stride_;
+    }
+    SlotHeader* header(std::uint32_t slot) const { return mapping_.as<SlotHeader>(offset(slot)); }
+    static std::uint64_t const* words(SlotHeader const* at) {
+        return reinterpret_cast<std::uint64_t const*>(at + 1);
+    }
+    Crc32c::Head head(std::uint64_t state, std::uint64_t key, std::uint32_t slot) const {
+        return {seed_, state, key, slot};
+    }
+
+    Mapping const& mapping_;
+    Extents& extents_;
+    std::string const& name_;
+    std::uint64_t origin_;
+    std::uint32_t stride_;
+    std::uint32_t count_;
+    std::uint32_t seed_;
+    Crc32c crc_;
+};
+
+} // namespace Slate
