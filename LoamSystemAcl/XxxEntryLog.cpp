@@ -1,0 +1,144 @@
+#include <LoamSystemAcl/LogMessages.h>
+#include <LoamSystemAcl/XxxEntryLog.h>
+#include <OrderedTable/EntryLogMount.h>
+#include <OrderedTable/EntryLogQuery.h>
+#include <OrderedTable/EntryLogTrim.h>
+#include <OrderedTable/EntryLogWrite.h>
+#include <OrderedTable/UnitLoaded.h>
+#include <Zet/Log.h>
+#include <Zet/PtrMapAttr.h>
+
+namespace LoamSystemAcl {
+
+namespace {
+
+constexpr std::string_view typeNames[] = {"XxxEntryLog"};
+constexpr Ombra::ModuleInspectData module{"XxxEntryLog", typeNames};
+OrderedTable::UnitLoaded const unitLoaded{module, XxxConstants::row.alignsAtLoad};
+
+// Made in this order when the library is loaded. Only the first is ever raised.
+Zet::LogHandle errorLog{&hwAbstractionError, Ombra::Duration{0}, 1.0, 0, 0};
+Zet::LogHandle relaunchErrorLog{&hwAbstractionRelaunchError, Ombra::Duration{0}, 1.0, 0, 0};
+Zet::LogHandle exceptionLog{&hwAbstractionException, Ombra::Duration{0}, 1.0, 0, 0};
+
+Zet::TraceHandle const& _defaultTraceHandle() {
+    static Zet::TraceHandle const handle{"XxxEntryLog", false};
+    return handle;
+}
+
+using ConfigSlateAttr = Zet::PtrMapAttr<XxxEntryLog::TableConfigSlate>;
+using Accessor = Asic::EntryLogAccessor<XxxEntryLog>;
+using ConstAccessor = Asic::EntryLogAccessor<XxxEntryLog const>;
+
+} // namespace
+
+XxxEntryLog::XxxEntryLog(Asic::SwTableId tableId,
+                         Ombra::Ptr<Orbis::EntityManager> const& entityManager,
+                         Ombra::Ptr<Asic::GroupInterface> const& groupInterface,
+                         Ombra::String const& agentName)
+    : Tracked{tableId, entityManager, groupInterface, agentName} {
+    handleInitialized();
+}
+
+XxxEntryLog::~XxxEntryLog() {
+    tableConfigSlateDelAll();
+}
+
+Ombra::Ptr<XxxEntryLog> XxxEntryLog::XxxEntryLogIs(
+    Asic::SwTableId tableId, Ombra::Ptr<Orbis::EntityManager> const& entityManager,
+    Ombra::Ptr<Asic::GroupInterface> const& groupInterface, Ombra::String const& agentName) {
+    return Ombra::ptrIs<XxxEntryLog>(tableId, entityManager, groupInterface, agentName);
+}
+
+Ombra::TypeData XxxEntryLog::typeData() const {
+    return {&module, 0};
+}
+
+Ombra::Ptr<XxxConfigSlate> XxxEntryLog::tableConfigSlate(Asic::UnitId unitId) const {
+    return ConfigSlateAttr::get(tableConfigSlate_, unitId);
+}
+
+void XxxEntryLog::tableConfigSlateIs(Asic::UnitId unitId,
+                                     Ombra::Ptr<XxxConfigSlate> const& configSlate) {
+    ConfigSlateAttr::is(tableConfigSlate_, unitId, configSlate);
+}
+
+Ombra::Ptr<XxxConfigSlate> XxxEntryLog::tableConfigSlateDel(Asic::UnitId unitId) {
+    return ConfigSlateAttr::del(tableConfigSlate_, unitId);
+}
+
+void XxxEntryLog::tableConfigSlateDelAll() {
+    ConfigSlateAttr::delAll(tableConfigSlate_);
+}
+
+Asic::LogVersion XxxEntryLog::entryIs(XxxLogEntry const& tableEntry,
+                                      XxxResourceKeys const& rsrcKeys, NeededPtr const& neededEntry,
+                                      Asic::UnitId unitId,
+                                      Ombra::Ptr<Asic::SwTableStats> const& stats,
+                                      bool suppressIdenticalWrites) {
+    return Accessor{this}.entryIs(tableEntry, rsrcKeys, neededEntry, unitId, stats,
+                                  suppressIdenticalWrites);
+}
+
+Asic::LogVersion XxxEntryLog::entryDel(XxxEntryKey const& key, NeededPtr const& neededEntry,
+                                       Asic::UnitId unitId) {
+    return Accessor{this}.entryDel(key, neededEntry, unitId);
+}
+
+Asic::LogVersion XxxEntryLog::tableDel(NeededPtr const& neededEntry, Asic::UnitId unitId) {
+    return Accessor{this}.tableDel(neededEntry, unitId);
+}
+
+XxxLogEntry XxxEntryLog::entry(XxxEntryKey const& key, Asic::UnitId unitId) const {
+    return ConstAccessor{this}.entry(key, unitId);
+}
+
+bool XxxEntryLog::entryHas(XxxEntryKey const& key, Asic::UnitId unitId) const {
+    return ConstAccessor{this}.entryHas(key, unitId);
+}
+
+XxxResourceKeys XxxEntryLog::entryRsrcKeys(XxxEntryKey const& key, Asic::UnitId unitId) const {
+    return ConstAccessor{this}.entryRsrcKeys(key, unitId);
+}
+
+Asic::LogVersion XxxEntryLog::entryLogVersion(XxxEntryKey const& key, Asic::UnitId unitId) const {
+    return ConstAccessor{this}.entryLogVersion(key, unitId);
+}
+
+std::uint32_t XxxEntryLog::entrys(Asic::UnitId unitId) const {
+    return ConstAccessor{this}.entrys(unitId);
+}
+
+std::uint32_t XxxEntryLog::entrysInDeletion(Asic::UnitId unitId) const {
+    return ConstAccessor{this}.entrysInDeletion(unitId);
+}
+
+void XxxEntryLog::cleanupEntryLog(Asic::LogVersion tableVersion) {
+    Accessor{this}.cleanupEntryLog(tableVersion);
+}
+
+void XxxEntryLog::mountSlateChangeLog() {
+    Accessor{this}.mountSlateChangeLog();
+}
+
+void XxxEntryLog::mountSlateConfig(Asic::UnitId unitId, Asic::LogVersion tableVersion) {
+    Accessor{this}.mountSlateConfig(unitId, tableVersion);
+}
+
+void XxxEntryLog::handleInitialized() {
+    ZET_TRACE(_defaultTraceHandle(), 8, className, "");
+    mountSlateChangeLog();
+}
+
+void XxxEntryLog::reportWiped(Ombra::String const& item) {
+    Zet::log(errorLog, item);
+}
+
+Ombra::Ptr<XxxEntryLog> xxxEntryLogFactory(Asic::SwTableId tableId,
+                                           Ombra::Ptr<Orbis::EntityManager> const& entityManager,
+                                           Ombra::Ptr<Asic::GroupInterface> const& groupInterface,
+                                           Ombra::String const& agentName) {
+    return Ombra::ptrIs<XxxEntryLog>(tableId, entityManager, groupInterface, agentName);
+}
+
+} // namespace LoamSystemAcl

@@ -1,0 +1,1 @@
+#include <LoamSystemAcl/XxxResourceTableLinkage.h>

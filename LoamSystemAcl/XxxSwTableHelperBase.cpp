@@ -1,0 +1,45 @@
+#include <LoamSystemAcl/XxxEntryLog.h>
+#include <LoamSystemAcl/XxxInfraTypes.h>
+#include <LoamSystemAcl/XxxSwTable.h>
+#include <LoamSystemAcl/XxxSwTableHelperBase.h>
+#include <OrderedTable/UnitLoaded.h>
+
+namespace LoamSystemAcl {
+
+namespace {
+
+constexpr std::string_view typeNames[] = {"XxxSwTableHelperBase"};
+constexpr Ombra::ModuleInspectData module{"XxxSwTableHelperBase", typeNames};
+OrderedTable::UnitLoaded const unitLoaded{module, XxxConstants::row.alignsAtLoad};
+
+} // namespace
+
+XxxSwTableHelperBase::XxxSwTableHelperBase() = default;
+XxxSwTableHelperBase::~XxxSwTableHelperBase() = default;
+
+Ombra::Ptr<XxxSwTableHelperBase> XxxSwTableHelperBase::XxxSwTableHelperBaseIs() {
+    return Ombra::ptrIs<XxxSwTableHelperBase>();
+}
+
+Ombra::TypeData XxxSwTableHelperBase::typeData() const {
+    return {&module, 0};
+}
+
+void XxxSwTableHelperBase::finalizeOnSuccess(Ombra::Ptr<XxxEntryWrapper> const&, bool,
+                                             Ombra::Ptr<XxxSwTable> const&) {}
+
+bool XxxSwTableHelperBase::finalizeOnFailure(Ombra::Ptr<XxxEntryWrapper> const&, bool,
+                                             Ombra::Ptr<XxxSwTable> const&) {
+    return false;
+}
+
+bool XxxSwTableHelperBase::finalizeOnResourceUpdate(Ombra::Ptr<XxxEntryWrapper> const&,
+                                                    Ombra::Ptr<XxxSwTable> const&, bool) {
+    return true;
+}
+
+Ombra::Ptr<XxxSwTableHelperBase> xxxSwTableHelperBaseFactory() {
+    return Ombra::ptrIs<XxxSwTableHelperBase>();
+}
+
+} // namespace LoamSystemAcl
