@@ -1,0 +1,7 @@
+#include <apps/agent/AgentTable.h>
+
+namespace LoamAgent {
+
+AgentTable::~AgentTable() = default;
+
+} // namespace LoamAgent

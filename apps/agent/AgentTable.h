@@ -1,0 +1,89 @@
+#pragma once
+
+#include <Asic/OrderedSwTable.h>
+#include <Asic/OrderedTableInterface.h>
+#include <Ombra/Ptr.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string_view>
+#include <vector>
+
+// One software table as the agent drives it: all chip units of it, and its values as plain bytes,
+// so that what programs a policy is written and compiled once for all tables.
+//
+// Units are named by their place in the list that `makeSwTables` was given. Keys are the tables'
+// own, as numbers. Agent's thread; every operation costs what the table's costs.
+namespace LoamAgent {
+
+// Under which all tables of the catalogue are made.
+inline constexpr std::string_view agentName = "LoamSystemAcl";
+inline constexpr std::string_view groupName = "LoamSystemAcl";
+
+using Handle = Ombra::Ptr<Asic::DependencyEntryHandle const>;
+
+// Called when an operation is applied or refused; see XxxSwTable.h.
+using ResponseHandler =
+    std::function<void(Ombra::Ptr<Asic::OrderedSwTable::EntryHandle const> const&)>;
+
+class AgentTable {
+  public:
+    // What the table's objects of all units have counted, added up.
+    struct Counts {
+        std::uint64_t writes = 0;
+        std::uint64_t removes = 0;
+        std::uint64_t suppressedWrites = 0;
+    };
+
+    AgentTable() = default;
+    AgentTable(AgentTable const&) = delete;
+    AgentTable& operator=(AgentTable const&) = delete;
+    virtual ~AgentTable();
+
+    virtual std::string_view name() const = 0;
+    virtual Asic::SwTableId tableId() const = 0;
+
+    // `reset` true: the tables are empty afterwards; false: they keep what shared memory holds, and
+    // start to mark. Throws what the shared-memory service throws.
+    virtual void makeSwTables(std::vector<Asic::UnitId> const& units, bool reset) = 0;
+
+    virtual bool entryHas(std::size_t unit, std::uint32_t key) const = 0;
+
+    // Whether a reader sees just these bytes behind the key.
+    virtual bool entryIsEqual(std::size_t unit, std::uint32_t key,
+                              std::span<std::byte const> fields) const = 0;
+
+    virtual std::uint32_t entrys(std::size_t unit) const = 0;
+
+    // The keys that a reader sees, in no order.
+    virtual std::vector<std::uint32_t> keys(std::size_t unit) const = 0;
+
+    // `dependency` may be null. What the value type does not hold of `fields`, padding at the end,
+    // is left out.
+    virtual Handle entryWrite(std::size_t unit, std::uint32_t key,
+                              std::span<std::byte const> fields, Handle const& dependency,
+                              ResponseHandler const& responseHandler) = 0;
+    virtual Handle entryRemove(std::size_t unit, std::uint32_t key, Handle const& dependency,
+                               ResponseHandler const& responseHandler) = 0;
+
+    // The version of the last change in the table's log.
+    virtual Asic::LogVersion loggedVersion() const = 0;
+
+    // Whether some unit holds something that the hardware side has not applied.
+    virtual bool hasPendingHwWrites() const = 0;
+
+    // Changes in the log that the hardware side has not applied.
+    virtual std::uint64_t unappliedChanges() const = 0;
+
+    virtual Counts counts() const = 0;
+};
+
+// One of each table of the catalogue, by the order of their identifiers. The first call in a
+// process mounts the change logs; throws what the shared-memory service throws.
+std::vector<std::unique_ptr<AgentTable>>
+allAgentTables(Ombra::Ptr<Asic::OrderedTableInterface> const& orderedTableIntf);
+
+} // namespace LoamAgent

@@ -1,0 +1,138 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <filesystem>
+#include <support/Programs.h>
+
+namespace {
+
+using testing::HasSubstr;
+using testing_support::policyOf;
+using testing_support::Programs;
+
+std::uint64_t logRecords(Programs& programs) {
+    std::uint64_t records = 0;
+    for (auto const& table :
+         nlohmann::json::parse(programs.ctl({"tables", "--json"}).out)["tables"]) {
+        records += table["log-records"].get<std::uint64_t>();
+    }
+    return records;
+}
+
+TEST(Restart, ThatChangesNothingWritesNoLogRecord) {
+    Programs programs;
+    programs.generatedPolicyIs(300);
+    auto const hw = programs.startHw();
+    ASSERT_EQ(programs.runAgent().status, 0);
+    hw->signal(SIGTERM); // so that nothing would take a record out of the logs
+    ASSERT_EQ(hw->wait(), 0);
+    auto const recordsBefore = logRecords(programs);
+    auto const agent = programs.runAgent();
+    EXPECT_EQ(agent.status, 0) << agent.err;
+    EXPECT_THAT(agent.out, HasSubstr("run 2 of the agent, found 4200 entries in 14 tables"));
+    EXPECT_THAT(agent.out, HasSubstr("4200 entries asked for, 4200 suppressed"));
+    EXPECT_THAT(agent.out, HasSubstr("0 swept; hardware operations: 0\n"));
+    EXPECT_EQ(logRecords(programs), recordsBefore);
+}
+
+TEST(Restart, OfAFullTableThatChangesNothingCostsNoHardwareOperation) {
+    Programs programs;
+    programs.generatedPolicyIs(65000, 1, "ipv4");
+    auto const hw = programs.startHw();
+    ASSERT_EQ(programs.runAgent().status, 0);
+    auto const agent = programs.runAgent();
+    EXPECT_EQ(agent.status, 0) << agent.err;
+    EXPECT_THAT(agent.out, HasSubstr("130000 entries asked for, 130000 suppressed"));
+    EXPECT_THAT(agent.out, HasSubstr("0 swept; hardware operations: 0\n"));
+    EXPECT_EQ(programs.endHwAndCompare(*hw).out, "130000 entries in 14 tables agree\n");
+}
+
+TEST(Restart, AfterAKillInMidPolicyGoesOnAndEndsEqual) {
+    Programs programs;
+    programs.generatedPolicyIs(50, 1);
+    auto const hw = programs.startHw({"--slow-us", "20"});
+    ASSERT_EQ(programs.runAgent().status, 0);
+    programs.generatedPolicyIs(3000, 2);
+    auto const killed = programs.startAgent();
+    ASSERT_TRUE(killed->says("entries applied")) << killed->err();
+    killed->signal(SIGKILL);
+    EXPECT_EQ(killed->wait(), 128 + SIGKILL);
+    EXPECT_THAT(killed->out(), testing::Not(HasSubstr("everything is applied")));
+    auto const agent = programs.runAgent();
+    EXPECT_EQ(agent.status, 0) << agent.err;
+    EXPECT_THAT(agent.out, HasSubstr("restart: run 3 of the agent, found "));
+    auto const compared = programs.endHwAndCompare(*hw);
+    EXPECT_EQ(compared.out, "42000 entries in 14 tables agree\n");
+    EXPECT_EQ(programs.ctl({"verify"}).status, 0);
+}
+
+TEST(Restart, RemovesWhatThePolicyHasNoMore) {
+    Programs programs;
+    programs.policyIs(policyOf(100));
+    auto const hw = programs.startHw();
+    ASSERT_EQ(programs.runAgent().status, 0);
+    programs.policyIs(policyOf(30));
+    auto const agent = programs.runAgent();
+    EXPECT_EQ(agent.status, 0) << agent.err;
+    EXPECT_THAT(agent.out, HasSubstr("140 removed because the policy has them no more"));
+    EXPECT_THAT(agent.out, HasSubstr("hardware operations: 140\n"));
+    EXPECT_EQ(programs.endHwAndCompare(*hw).out, "60 entries in 14 tables agree\n");
+}
+
+TEST(Restart, RemovesAnEntryBeforeItsAction) {
+    Programs programs;
+    programs.policyIs(policyOf(2));
+    auto const hw = programs.startHw();
+    ASSERT_EQ(programs.runAgent().status, 0);
+    hw->signal(SIGTERM);
+    ASSERT_EQ(hw->wait(), 0);
+    programs.policyIs(policyOf(1));
+    auto const agent = programs.startAgent();
+    ASSERT_TRUE(agent->says("hardware operations: 2"));
+    auto const log =
+        nlohmann::json::parse(programs.ctl({"log", "Ipv4SystemPolicyTcamAction", "--json"}).out);
+    auto const change = log["changes"].back();
+    EXPECT_EQ(change["change"], "deleted");
+    EXPECT_EQ(change["needs"], nlohmann::json::parse(R"(["Ipv4SystemPolicyTcamEntry@3"])"));
+}
+
+TEST(Restart, EmptiesTheUnitsThatNobodyClaims) {
+    Programs programs;
+    programs.policyIs(policyOf(10));
+    auto const hw = programs.startHw();
+    ASSERT_EQ(programs.runAgent({"--once", "--unit", "0", "--unit", "3"}).status, 0);
+    ASSERT_EQ(programs.runAgent({"--once", "--unit", "0"}).status, 0);
+    EXPECT_EQ(programs.endHwAndCompare(*hw).out, "20 entries in 14 tables agree\n");
+}
+
+TEST(Restart, WithResetStartsEmpty) {
+    Programs programs;
+    programs.policyIs(policyOf(40));
+    auto const hw = programs.startHw();
+    ASSERT_EQ(programs.runAgent().status, 0);
+    programs.policyIs(policyOf(10));
+    auto const agent = programs.runAgent({"--once", "--reset"});
+    EXPECT_EQ(agent.status, 0) << agent.err;
+    EXPECT_THAT(agent.out, HasSubstr("its tables are empty"));
+    EXPECT_EQ(programs.endHwAndCompare(*hw).out, "20 entries in 14 tables agree\n");
+}
+
+TEST(Restart, IsOrderedWhenATableWasLost) {
+    Programs programs;
+    programs.policyIs(policyOf(10));
+    auto hw = programs.startHw();
+    ASSERT_EQ(programs.runAgent().status, 0);
+    ASSERT_TRUE(std::filesystem::remove(programs.managerFolder() +
+                                        "/LoamSystemAcl.LoamSystemAcl/LoamSystemAcl/"
+                                        "Ipv4SystemPolicyTcamEntry/config/0.slate"));
+    auto const told = programs.runAgent();
+    EXPECT_EQ(told.status, 75) << told.out;
+    EXPECT_THAT(told.err, HasSubstr("Hardware abstraction error: unable to load item: "
+                                    "entryCfg::Ipv4SystemPolicyTcamEntry"));
+    auto const again = programs.runAgent();
+    EXPECT_EQ(again.status, 0) << again.err;
+    EXPECT_EQ(programs.endHwAndCompare(*hw).out, "20 entries in 14 tables agree\n");
+}
+
+} // namespace
