@@ -76,6 +76,18 @@ void checkFile(std::string const& name, struct stat const& status) {
     }
 }
 
+// A folder that can't be opened. Where that is because another user was first, the owner is what
+// the operator needs to know.
+[[noreturn]] void failToOpen(int parent, std::string const& entry, std::string const& name) {
+    int const error = errno;
+    struct stat status {};
+    if (error == EACCES && ::fstatat(parent, entry.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
+        checkOwner(name, status);
+    }
+    errno = error;
+    fail(name, "the folder can't be opened");
+}
+
 FileDescriptor openOrMakeFolder(int parent, std::string const& entry, std::string const& name,
                                 Missing missing) {
     int const flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
@@ -90,7 +102,7 @@ FileDescriptor openOrMakeFolder(int parent, std::string const& entry, std::strin
         folder = FileDescriptor{::openat(parent, entry.c_str(), flags)};
     }
     if (!folder) {
-        fail(name, "the folder can't be opened");
+        failToOpen(parent, entry, name);
     }
     checkFolder(folder, name);
     return folder;
