@@ -376,7 +376,11 @@ XxxSwTable::EntryHandle::EntryHandleIs(Asic::EntryVersion const& version, XxxEnt
 // The class is final, so that comparing the types is enough, and cheaper than a dynamic cast.
 Ombra::Ptr<XxxSwTable::EntryHandle>
 XxxSwTable::EntryHandle::exactly(Ombra::Ptr<Asic::OrderedSwTable::EntryHandle> const& entryHandle) {
-    if (!entryHandle || typeid(*entryHandle) != typeid(EntryHandle)) {
+    if (!entryHandle) {
+        return nullptr;
+    }
+    auto const& handle = *entryHandle;
+    if (typeid(handle) != typeid(EntryHandle)) {
         return nullptr;
     }
     return Ombra::staticCast<EntryHandle>(entryHandle);
