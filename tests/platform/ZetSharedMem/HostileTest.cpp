@@ -126,6 +126,7 @@ TEST_F(Planted, RootFolderOfAnotherUser) {
     if (::geteuid() != 0) {
         GTEST_SKIP() << "only root can play another user";
     }
+    mount(Ombra::ptrIs<EntityManager>("first", false), "a"); // makes the folder around the managers
     ASSERT_EQ(::mkdir(folder_.c_str(), 0700), 0);
     ASSERT_EQ(::chown(folder_.c_str(), 65534, 65534), 0);
     expectRefused("a", "it belongs to user 65534, expected user 0");
