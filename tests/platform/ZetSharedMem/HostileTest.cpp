@@ -130,6 +130,7 @@ TEST_F(Planted, RootFolderOfAnotherUser) {
     ASSERT_EQ(::mkdir(folder_.c_str(), 0700), 0);
     ASSERT_EQ(::chown(folder_.c_str(), 65534, 65534), 0);
     expectRefused("a", "it belongs to user 65534, expected user 0");
+    ASSERT_EQ(::chown(folder_.c_str(), 0, 0), 0); // root may lack the right to remove it otherwise
 }
 
 TEST_F(Planted, FileOfAnotherUser) {
