@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <apps/agent/ProgressLine.h>
+#include <cmath>
 
 namespace LoamAgent {
 
@@ -20,7 +21,7 @@ unsigned partOf(std::uint64_t done, std::uint64_t total, unsigned parts) {
 }
 
 std::string durationText(double seconds) {
-    auto const whole = static_cast<std::uint64_t>(seconds + 0.5);
+    auto const whole = std::llround(seconds);
     return whole < 60 ? fmt::format("{} s", whole)
                       : fmt::format("{} min {:02} s", whole / 60, whole % 60);
 }

@@ -60,8 +60,8 @@ void parse(int argc, char** argv, Options& options) {
         options.units = {0};
     }
     std::ranges::sort(options.units);
-    auto const repeated = std::ranges::unique(options.units);
-    options.units.erase(repeated.begin(), repeated.end());
+    options.units.erase(std::unique(options.units.begin(), options.units.end()),
+                        options.units.end());
 }
 
 int start(Options const& options) {

@@ -23,7 +23,7 @@ std::uint32_t priorityOf(std::span<std::byte const> fields) {
 
 } // namespace
 
-ModelBackend::ModelBackend(std::vector<TableShape> shapes, Faults faults)
+ModelBackend::ModelBackend(std::vector<TableShape> shapes, Faults const& faults)
     : shapes_{std::move(shapes)} {
     faultsIs(faults);
 }

@@ -24,7 +24,7 @@ struct TableShape {
 
 class ModelBackend final : public Backend {
   public:
-    ModelBackend(std::vector<TableShape> shapes, Faults faults);
+    ModelBackend(std::vector<TableShape> shapes, Faults const& faults);
     ~ModelBackend() override;
 
     // From now on. Throws `std::invalid_argument`, and changes nothing, when an entry to refuse is

@@ -1,10 +1,9 @@
 #include <Zet/AllocTrack.h>
 
 #include <cstdlib>
+#include <cxxabi.h>
 #include <memory>
 #include <mutex>
-
-#include <cxxabi.h>
 
 namespace Zet {
 

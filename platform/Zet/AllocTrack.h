@@ -20,11 +20,11 @@ namespace Zet {
 class LOAM_EXPORT AllocTrackTypeInfo {
   public:
     struct Totals {
-        std::string typeName;          // as a person writes it
-        std::uint64_t live;            // objects or array slots that exist now
-        std::uint64_t allocated;       // the same, ever made
-        std::uint32_t sizeBytes;       // of one object or slot
-        std::uint32_t granularity;     // bytes
+        std::string typeName;      // as a person writes it
+        std::uint64_t live;        // objects or array slots that exist now
+        std::uint64_t allocated;   // the same, ever made
+        std::uint32_t sizeBytes;   // of one object or slot
+        std::uint32_t granularity; // bytes
     };
 
     static void _trackAllocation(AllocTrackTypeInfo** tracker, std::type_info const& type,

@@ -3,8 +3,8 @@
 #include <Ombra/Fmtrace.h>
 #include <Zet/TraceHandle.h>
 
-// One text trace, guarded by its level: `handle` and the arguments behind `format` are evaluated only
-// when the level is on. `handle` is a call of the unit's `_defaultTraceHandle()`.
+// One text trace, guarded by its level: `handle` and the arguments behind `format` are evaluated
+// only when the level is on. `handle` is a call of the unit's `_defaultTraceHandle()`.
 //
 //     ZET_TRACE(_defaultTraceHandle(), 8, "XxxSwTable", " key: {}", key);
 //

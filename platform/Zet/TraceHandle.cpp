@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
+#include <fnmatch.h>
 #include <map>
 #include <mutex>
 #include <utility>
-
-#include <fnmatch.h>
 
 namespace Zet {
 
@@ -93,6 +92,7 @@ void readEnvironmentOnce() {
 TraceHandle::TraceHandle(char const* name, bool reserved)
     : TraceHandle{Ombra::String{name}, reserved} {}
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the signature that clients are built against
 TraceHandle::TraceHandle(Ombra::String name, bool) {
     auto& handles = registry();
     std::lock_guard const lock{handles.mutex};
@@ -113,7 +113,8 @@ void TraceHandle::levelsIs(std::string_view pattern, std::uint16_t levels) {
     auto& handles = registry();
     std::lock_guard const lock{handles.mutex};
     Rule const rule{std::string{pattern}, levels};
-    std::erase_if(handles.rules, [&](Rule const& old) { return matches(rule.pattern, old.pattern); });
+    std::erase_if(handles.rules,
+                  [&](Rule const& old) { return matches(rule.pattern, old.pattern); });
     handles.rules.push_back(rule);
     for (auto& [name, record] : handles.records) {
         if (matches(rule.pattern, name)) {

@@ -12,13 +12,13 @@
 // A named switch for text traces.
 //
 // All handles of one name share one record, whose 16-bit word has a bit per level: level `L` is on
-// when bit `L` is set. Levels are switched at run time by name or by pattern (`*` and `?`), also for
-// handles that do not exist yet; the environment variable LOAM_TRACE does the same at start, as in
-// `LOAM_TRACE='Ipv4*=2,3;SwTableIter=9'`.
+// when bit `L` is set. Levels are switched at run time by name or by pattern (`*` and `?`), also
+// for handles that do not exist yet; the environment variable LOAM_TRACE does the same at start, as
+// in `LOAM_TRACE='Ipv4*=2,3;SwTableIter=9'`.
 //
-// `anyOn` asks one process-wide word, the union of all handles' levels: with all traces off, a trace
-// costs that one test and does not even fetch its handle. Reading levels is safe from every thread;
-// making handles and switching levels takes a lock.
+// `anyOn` asks one process-wide word, the union of all handles' levels: with all traces off, a
+// trace costs that one test and does not even fetch its handle. Reading levels is safe from every
+// thread; making handles and switching levels takes a lock.
 namespace Zet {
 
 class LOAM_EXPORT TraceHandle {

@@ -10,7 +10,8 @@
 
 // How a counted class is made and destroyed: from the slab, counted on its own tracker.
 //
-//     class XxxEntryWrapper : public Zet::Tracked<XxxEntryWrapper, Ombra::Node, perOperation> {...};
+//     class XxxEntryWrapper : public Zet::Tracked<XxxEntryWrapper, Ombra::Node, perOperation>
+//     {...};
 //
 // `new` counts the object and allocates it; when the constructor throws, the language calls the
 // matching `delete`, which undoes both in reverse. A class derived from such a class by a client is

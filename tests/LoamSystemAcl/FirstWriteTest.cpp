@@ -1,9 +1,9 @@
-#include <support/AgentInProcess.h>
-#include <support/TraceCapture.h>
-
 #include <LoamSystemAcl/Ipv4SystemPolicyTcamEntryInterface.h>
 
 #include <gtest/gtest.h>
+
+#include <support/AgentInProcess.h>
+#include <support/TraceCapture.h>
 
 namespace LoamSystemAcl {
 namespace {
@@ -24,8 +24,8 @@ TEST(FirstWrite, TravelsFromTheCallToTheAcknowledgement) {
     auto const table = agent.makeSwTable<Family>(0);
     Key const key{42};
     unsigned answered = 0;
-    auto const handle = table->entryWriteWithResponseHandler(
-        key, entryOf(key, 7), nullptr, [&](auto const& done) {
+    auto const handle =
+        table->entryWriteWithResponseHandler(key, entryOf(key, 7), nullptr, [&](auto const& done) {
             ++answered;
             EXPECT_EQ(done->entryState(), State::entryApplied);
         });
