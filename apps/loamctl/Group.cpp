@@ -75,4 +75,9 @@ AgentState Group::agent() {
             isLocked(folder_ + "/" + path.str() + ".owner")};
 }
 
+bool Group::hardwareSideAlive() const {
+    return isLocked(folder_ + "/" + Asic::Constants::tableVersionMapPath(canonicalName_).str() +
+                    ".owner");
+}
+
 } // namespace LoamCtl

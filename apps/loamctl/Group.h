@@ -38,6 +38,9 @@ class Group {
 
     AgentState agent();
 
+    // Whether some process may acknowledge.
+    bool hardwareSideAlive() const;
+
   private:
     Ombra::Ptr<Asic::AnnouncementSlate> announcement(Asic::SwTableId tableId);
 

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include <apps/loamctl/Commands.h>
+#include <apps/loamctl/HardwareStat.h>
 #include <apps/loamctl/TextTable.h>
 
 namespace LoamCtl {
@@ -83,10 +84,18 @@ ExitStatus listTables(Context& context) {
                   fmt::to_string(line.announced),
                   line.applied ? fmt::to_string(*line.applied) : "-", fmt::to_string(line.lag)});
     }
+    HardwareStat const hardware{context};
     if (context.options().json) {
-        fmt::print("{}\n", nlohmann::ordered_json{{"tables", json}}.dump(2));
+        nlohmann::ordered_json const all{
+            {"tables", json},
+            {"agent-alive", context.group().agent().alive},
+            {"hardware-side", {{"alive", hardware.alive()}, {"troubles", hardware.troubles()}}}};
+        fmt::print("{}\n", all.dump(2));
     } else {
         fmt::print("{}", text.text());
+        for (auto const& trouble : hardware.troubles()) {
+            fmt::print("{}\n", trouble);
+        }
     }
     return exitDone;
 }

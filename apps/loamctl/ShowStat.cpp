@@ -1,28 +1,19 @@
 #include <Slate/Verify.h>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <nlohmann/json.hpp>
 
 #include <apps/loamctl/Commands.h>
+#include <apps/loamctl/HardwareStat.h>
 #include <apps/loamctl/TextTable.h>
 #include <apps/loamctl/Tree.h>
-#include <fstream>
 
 namespace LoamCtl {
 
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-// What the hardware side says of itself; null when it never did, a text when it can't be read.
-Json hardwareSide(std::string const& folder) {
-    std::ifstream file{folder + "/hw-stat.json"};
-    if (!file) {
-        return nullptr;
-    }
-    auto const json = Json::parse(file, nullptr, false);
-    return json.is_discarded() ? Json("hw-stat.json is no JSON") : json;
-}
 
 struct Files {
     Json json = Json::array();
@@ -87,21 +78,20 @@ std::string agentText(AgentState const& agent) {
     return fmt::format("run {}, pid {}, {}", agent.run, agent.pid, agent.alive ? "alive" : "dead");
 }
 
-void printHardwareSide(Json const& json) {
-    if (!json.is_object()) {
-        fmt::print("hardware side: {}\n",
-                   json.is_string() ? json.get<std::string>() : "has not said anything yet");
-        return;
-    }
-    fmt::print("hardware side:\n");
-    for (auto const& [name, value] : json.items()) {
-        if (value.is_array()) {
-            for (auto const& each : value) {
-                fmt::print("  {}: {}\n", name, each.dump());
+void printHardwareSide(HardwareStat const& hardware) {
+    fmt::print("hardware side: {}\n", hardware.text());
+    if (hardware.json().is_object()) {
+        if (auto const operations = hardware.json().find("operations");
+            operations != hardware.json().end() && operations->is_object()) {
+            std::vector<std::string> parts;
+            for (auto const& [name, value] : operations->items()) {
+                parts.push_back(fmt::format("{} {}", value.dump(), name));
             }
-        } else {
-            fmt::print("  {}: {}\n", name, value.dump());
+            fmt::print("  operations: {}\n", fmt::join(parts, ", "));
         }
+    }
+    for (auto const& trouble : hardware.troubles()) {
+        fmt::print("  {}\n", trouble);
     }
 }
 
@@ -109,7 +99,7 @@ void printHardwareSide(Json const& json) {
 
 ExitStatus showStat(Context& context) {
     auto const agent = context.group().agent();
-    auto const hardware = hardwareSide(context.folder());
+    HardwareStat const hardware{context};
     Files files;
     for (auto const& file : filesBelow(context.folder())) {
         files.add(file);
@@ -124,7 +114,8 @@ ExitStatus showStat(Context& context) {
                          {"slots", files.slots},
                          {"damages", files.damages},
                          {"set-aside-files", files.setAside}}},
-                       {"hardware-side", hardware}};
+                       {"hardware-side", hardware.json()},
+                       {"troubles", hardware.troubles()}};
         fmt::print("{}\n", all.dump(2));
         return exitDone;
     }
