@@ -6,7 +6,6 @@
 #include <apps/agent/Agent.h>
 #include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <cstring>
 #include <string>
 #include <unistd.h>
@@ -20,8 +19,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::size_t turnBudget = 1024; // operations: a turn takes about a millisecond
-constexpr auto busyTick = 20ms;          // the longest that a lost ring can delay an answer
+constexpr auto busyTick = 20ms; // the longest that a lost ring can delay an answer
 constexpr auto idleTick = 1s;
 constexpr auto relaunchPeriod = 1s;
 
@@ -29,9 +27,14 @@ constexpr auto relaunchPeriod = 1s;
 
 Agent::Agent(Options const& options, std::shared_ptr<LoamPolicy::Policy const> policy)
     : options_{options}, progressLine_{stdout, ::isatty(STDOUT_FILENO) == 1}, platform_{options},
-      programmer_{platform_, options.units.size()}, swept_{options.reset} {
+      course_{platform_, options.units.size(), progressLine_},
+      policyWatch_{io_, options.policyFile, [this] { reload("has changed"); }} {
     sayWhatWasFound();
-    program(std::move(policy));
+    if (!policyWatch_.trouble().empty()) {
+        progressLine_.say(policyWatch_.trouble());
+    }
+    course_.program(std::move(policy));
+    post();
 }
 
 void Agent::sayWhatWasFound() {
@@ -59,24 +62,7 @@ void Agent::sayWhatWasFound() {
     }
 }
 
-void Agent::program(std::shared_ptr<LoamPolicy::Policy const> policy) {
-    progressLine_.say(fmt::format("programming {} rules for {} {}", policy->rules().size(),
-                                  options_.units.size(),
-                                  options_.units.size() == 1 ? "unit" : "units"));
-    state_ = State::replaying;
-    replaying_ = !swept_;
-    loggedBefore_ = platform_.loggedChanges();
-    countsBefore_ = platform_.counts();
-    programmer_.start(std::move(policy),
-                      replaying_ ? Programmer::Writes::all : Programmer::Writes::differences);
-    progressLine_.begin();
-    post();
-}
-
 ExitStatus Agent::run() {
-    signals_.add(SIGTERM);
-    signals_.add(SIGINT);
-    signals_.add(SIGHUP);
     waitForSignal();
     int const bell = ::dup(platform_.doorbell().fd());
     if (bell < 0) {
@@ -98,10 +84,11 @@ void Agent::waitForSignal() {
             return;
         }
         if (signal == SIGHUP) {
-            reload();
+            reload("was read again");
             waitForSignal();
         } else {
-            stop();
+            course_.stop();
+            end(exitDone);
         }
     });
 }
@@ -121,8 +108,8 @@ void Agent::waitForTick() {
     if (ended_) {
         return;
     }
-    tick_.expires_after(state_ == State::settled ? ProgressLine::Clock::duration{idleTick}
-                                                 : ProgressLine::Clock::duration{busyTick});
+    tick_.expires_after(course_.settled() ? ProgressLine::Clock::duration{idleTick}
+                                          : ProgressLine::Clock::duration{busyTick});
     tick_.async_wait([this](std::error_code error) {
         if (error || ended_) {
             return;
@@ -137,7 +124,7 @@ void Agent::waitForTick() {
 
 // What was applied may have made room in a log, so a look is followed by a turn.
 void Agent::lookAtHardware() {
-    if (platform_.group().pollTableVersions() != 0 || state_ != State::settled) {
+    if (platform_.group().pollTableVersions() != 0 || !course_.settled()) {
         post();
     }
 }
@@ -164,120 +151,32 @@ void Agent::post() {
 }
 
 void Agent::turn() {
-    bool const toFeed = programmer_.feed(turnBudget);
-    auto const result = platform_.resolver().run(turnBudget);
-    platform_.ringIfAnnounced();
-    auto const before = state_;
-    advance();
-    showProgress();
-    bool const canFeed = toFeed && platform_.resolver().queued() < Programmer::maxQueued;
-    if (canFeed || result.more || state_ != before) {
+    bool const more = course_.turn();
+    if (more) {
         post();
     }
-}
-
-// One step at most: whatever a step asks for has its turn before the next.
-void Agent::advance() {
-    bool const allCommitted = platform_.resolver().queued() == 0;
-    switch (state_) {
-    case State::replaying:
-        if (programmer_.fed()) {
-            if (!swept_) {
-                auto const removesBefore = platform_.counts().removes;
-                platform_.sweepAndReconcile();
-                sweptEntries_ = platform_.counts().removes - removesBefore;
-                swept_ = true;
-            }
-            state_ = State::closing;
-        }
-        break;
-    case State::closing:
-        if (allCommitted) {
-            summarise();
-            state_ = State::committed;
-        }
-        break;
-    case State::committed:
-        if (programmer_.outstanding() == 0 && allCommitted &&
-            (programmer_.progress().failed != 0 || !platform_.hasPendingHwWrites())) {
-            settle();
-        }
-        break;
-    case State::settled:
-        break;
-    }
-}
-
-void Agent::summarise() {
-    auto const& progress = programmer_.progress();
-    auto const counts = platform_.counts();
-    auto const logged = platform_.loggedChanges() - loggedBefore_;
-    if (replaying_) {
-        progressLine_.say(fmt::format(
-            "written: {} entries asked for, {} suppressed because the tables held them already, {} "
-            "removed because the policy has them no more, {} swept; hardware operations: {}",
-            counts.writes - countsBefore_.writes,
-            counts.suppressedWrites - countsBefore_.suppressedWrites, progress.removed,
-            sweptEntries_, logged));
-    } else {
-        progressLine_.say(fmt::format(
-            "written: {} entries differed, {} were as the policy has them, {} removed because the "
-            "policy has them no more; hardware operations: {}",
-            counts.writes - countsBefore_.writes, progress.unchanged, progress.removed, logged));
-    }
-}
-
-void Agent::settle() {
-    state_ = State::settled;
-    auto const& progress = programmer_.progress();
-    progressLine_.end(progress.applied + progress.unchanged, progress.total);
-    progressLine_.say(progress.failed == 0
-                          ? std::string{"everything is applied"}
-                          : fmt::format("{} of {} entries were refused; the others are applied or "
-                                        "in the log",
-                                        progress.failed, progress.total));
-    if (options_.once) {
+    if (options_.once && course_.settled()) {
         checkRelaunch();
-        end(progress.failed == 0 ? exitDone : exitOperationsFailed);
+        end(course_.failed() ? exitOperationsFailed : exitDone);
     }
 }
 
-void Agent::showProgress() {
-    if (state_ != State::settled) {
-        auto const& progress = programmer_.progress();
-        progressLine_.update(progress.applied + progress.unchanged, progress.total);
+void Agent::reload(std::string_view why) {
+    if (ended_) {
+        return;
     }
-}
-
-void Agent::reload() {
+    policyWatch_.readNow();
     auto loaded = LoamPolicy::Policy::load(options_.policyFile);
     if (auto const* error = std::get_if<LoamPolicy::PolicyError>(&loaded)) {
         progressLine_.say(
-            "the policy file was read again and is refused; what is programmed stays");
+            fmt::format("the policy file {} and is refused; what is programmed stays", why));
         fmt::print(stderr, "loam-agent: {}\n", error->text());
         return;
     }
-    progressLine_.say("the policy file was read again");
-    program(std::make_shared<LoamPolicy::Policy const>(
+    progressLine_.say(fmt::format("the policy file {}", why));
+    course_.program(std::make_shared<LoamPolicy::Policy const>(
         std::move(std::get<LoamPolicy::Policy>(loaded))));
-}
-
-// What waits in the resolver and is ready is committed, so that it is not lost with the process.
-void Agent::stop() {
-    bool const wasFed = programmer_.fed();
-    auto const& progress = programmer_.progress();
-    auto const notAsked = progress.total - progress.asked - progress.unchanged;
-    programmer_.stop();
-    while (platform_.resolver().run(turnBudget).more) {
-    }
-    platform_.ringIfAnnounced();
-    platform_.group().pollTableVersions();
-    progressLine_.say(fmt::format(
-        "stopping: {} entries of the policy were not written, {} wait for something and are "
-        "forgotten{}; {} changes in the logs are not applied by the hardware side and stay there",
-        notAsked, platform_.resolver().queued(),
-        wasFed ? "" : " (the next start writes the policy anew)", platform_.unappliedChanges()));
-    end(exitDone);
+    post();
 }
 
 // The first call wins.

@@ -69,8 +69,19 @@ class AgentTable {
     virtual Handle entryRemove(std::size_t unit, std::uint32_t key, Handle const& dependency,
                                ResponseHandler const& responseHandler) = 0;
 
-    // The version of the last change in the table's log.
+    // Deletes all entries of a unit with one change. Gives no handle; see LogPlace.h.
+    virtual void entryRemoveAll(std::size_t unit, Handle const& dependency) = 0;
+
+    // Whether the unit's table marks, and whether it does and the key is marked.
+    virtual bool inMarkingState(std::size_t unit) const = 0;
+    virtual bool markedKeyHas(std::size_t unit, std::uint32_t key) const = 0;
+
+    // Closes the unit's marking phase. Gives the number of removes that it led to.
+    virtual std::uint64_t sweep(std::size_t unit) = 0;
+
+    // The version of the last change in the table's log, and up to which it is applied.
     virtual Asic::LogVersion loggedVersion() const = 0;
+    virtual Asic::LogVersion appliedVersion() const = 0;
 
     // Whether some unit holds something that the hardware side has not applied.
     virtual bool hasPendingHwWrites() const = 0;
@@ -79,6 +90,9 @@ class AgentTable {
     virtual std::uint64_t unappliedChanges() const = 0;
 
     virtual Counts counts() const = 0;
+
+    // What depends on it is applied behind all that is logged now.
+    Handle loggedPlace() const;
 };
 
 // One of each table of the catalogue, by the order of their identifiers. The first call in a

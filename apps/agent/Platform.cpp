@@ -25,7 +25,7 @@ std::uint64_t sumOfLoggedVersions(std::span<std::unique_ptr<AgentTable> const> t
 
 } // namespace
 
-Platform::Platform(Options const& options) {
+Platform::Platform(Options const& options) : unitCount_{options.units.size()} {
     ZetSharedMem::setRoot(options.root);
     Orbis::setRoot(options.root);
     entityManager_ = Ombra::ptrIs<Orbis::EntityManager>(Ombra::String{options.manager}, false);
@@ -54,6 +54,7 @@ void Platform::openTables(Options const& options) {
     for (auto const& table : tables_) {
         table->makeSwTables(options.units, options.reset);
     }
+    orderedTableIntf_->reconcileSwTables();
     doorbell_.emplace(Ombra::String{options.manager}, Asic::DoorbellReceiver::agent);
     hwBell_.emplace(Ombra::String{options.manager}, Asic::DoorbellReceiver::hw);
 }
@@ -77,9 +78,15 @@ void Platform::ringIfAnnounced() {
     }
 }
 
-void Platform::sweepAndReconcile() {
-    group_->sweepSwTables();
-    orderedTableIntf_->reconcileSwTables();
+bool Platform::inMarkingState() const {
+    return std::ranges::any_of(tables_, [&](auto const& table) {
+        for (std::size_t unit = 0; unit < unitCount_; ++unit) {
+            if (table->inMarkingState(unit)) {
+                return true;
+            }
+        }
+        return false;
+    });
 }
 
 bool Platform::relaunchOrdered() const {

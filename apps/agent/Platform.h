@@ -18,7 +18,8 @@
 // The order of the start matters. The generation at the relaunch path is noted before any table is
 // mounted, so that a loss found by a mount is seen as a moved generation. The change logs are
 // mounted before anything else of the tables, because their locks are what tells a second agent to
-// go away; only the agent that holds them takes the doorbell and the ring file.
+// go away; only the agent that holds them takes the doorbell and the ring file. When all tables are
+// made, the units that shared memory holds and nobody claimed are emptied.
 //
 // The constructor throws what shared memory, state store and ring trace throw, all of it
 // `Ombra::Exception`.
@@ -43,8 +44,8 @@ class Platform {
     // Rings the hardware side when something was announced since the last call.
     void ringIfAnnounced();
 
-    // Closes the marking phase of all tables, and empties the units that nobody claimed.
-    void sweepAndReconcile();
+    // Whether any table marks: a restarted agent has not replayed its policy yet.
+    bool inMarkingState() const;
 
     // Whether the generation at the relaunch path has moved since the start: an order to start
     // anew.
@@ -64,6 +65,7 @@ class Platform {
     Ombra::Ptr<Orbis::EntityManager> entityManager_;
     Ombra::Ptr<Asic::GenId> relaunch_;
     std::uint64_t relaunchMajorId_ = 0;
+    std::size_t unitCount_;
     Ombra::Ptr<Asic::OrderedTableInterface> orderedTableIntf_;
     std::vector<std::unique_ptr<AgentTable>> tables_; // by tblId
     Ombra::Ptr<Asic::GroupInterface> group_;

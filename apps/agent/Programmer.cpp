@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <apps/agent/Programmer.h>
-#include <apps/policy/PolicyKind.h>
+#include <iterator>
+#include <utility>
 
 namespace LoamAgent {
 
@@ -14,28 +15,35 @@ std::size_t kindOf(std::uint16_t tblId) {
     return static_cast<std::size_t>(number->kind);
 }
 
+// In each kind the keys of the policy's rules; an action and its entry have the same.
+std::vector<std::vector<std::uint32_t>> keysOf(LoamPolicy::Policy const& policy) {
+    std::vector<std::vector<std::uint32_t>> keys(LoamPolicy::kindCount);
+    for (auto const& rule : policy.rules()) {
+        keys[kindOf(rule.entry.tblId)].push_back(rule.entry.key);
+    }
+    for (auto& each : keys) {
+        std::ranges::sort(each);
+    }
+    return keys;
+}
+
 } // namespace
 
 Programmer::Programmer(Platform& platform, std::size_t unitCount)
     : platform_{platform}, unitCount_{unitCount} {}
 
-void Programmer::start(std::shared_ptr<LoamPolicy::Policy const> policy, Writes writes) {
+void Programmer::start(std::shared_ptr<LoamPolicy::Policy const> policy) {
     policy_ = std::move(policy);
-    writes_ = writes;
     phase_ = Phase::searching;
-    nextSearch_ = 0;
-    nextWrite_ = 0;
+    nextSearch_ = nextWrite_ = nextGone_ = 0;
+    wanted_ = keysOf(*policy_);
     gone_.clear();
+    sweptEntries_ = {};
+    entriesGone_ = {};
+    sweptTails_.clear();
     ++job_;
     progress_ = {};
     progress_.total = 2 * policy_->rules().size() * unitCount_;
-    wanted_.assign(LoamPolicy::kindCount, {});
-    for (auto const& rule : policy_->rules()) {
-        wanted_[kindOf(rule.entry.tblId)].push_back(rule.entry.key);
-    }
-    for (auto& keys : wanted_) {
-        std::ranges::sort(keys);
-    }
 }
 
 void Programmer::stop() {
@@ -49,17 +57,33 @@ bool Programmer::feed(std::size_t budget) {
     switch (phase_) {
     case Phase::searching:
         searchGone();
-        break;
+        return true;
     case Phase::writing:
         feedWrites(room);
-        break;
-    case Phase::removing:
-        feedRemoves(room);
-        break;
+        return room != 0;
+    case Phase::removingEntries:
+        feedEntryRemoves(room);
+        return room != 0;
+    case Phase::committing:
+        if (queued == 0) {
+            noteCommitted();
+        }
+        return queued == 0;
+    case Phase::removingActions:
+        feedActionRemoves(room);
+        return room != 0;
     case Phase::fed:
         break;
     }
-    return phase_ != Phase::fed;
+    return false;
+}
+
+Programmer::Progress Programmer::progress() const {
+    Progress progress = progress_;
+    for (auto const& tail : sweptTails_) {
+        progress.done += tail.applied();
+    }
+    return progress;
 }
 
 AgentTable& Programmer::actions(std::size_t kind) const {
@@ -82,7 +106,30 @@ ResponseHandler Programmer::answering() {
 void Programmer::answered(std::uint64_t job, Asic::SwTableBase::EntryState state) {
     --outstanding_;
     if (job == job_) {
-        ++(Asic::SwTableBase::isFailure(state) ? progress_.failed : progress_.applied);
+        ++(Asic::SwTableBase::isFailure(state) ? progress_.failed : progress_.done);
+    }
+}
+
+// Looks through one pair of tables at a time, so that none of the calls takes long.
+void Programmer::searchGone() {
+    if (nextSearch_ == LoamPolicy::kindCount * unitCount_) {
+        phase_ = Phase::writing;
+        return;
+    }
+    std::size_t const kind = nextSearch_ / unitCount_;
+    std::size_t const unit = nextSearch_ % unitCount_;
+    ++nextSearch_;
+    std::vector<std::uint32_t> held;
+    for (auto const* table : {&entries(kind), &actions(kind)}) {
+        std::ranges::copy_if(table->keys(unit), std::back_inserter(held), [&](std::uint32_t key) {
+            return !std::ranges::binary_search(wanted_[kind], key);
+        });
+    }
+    progress_.total += held.size();
+    std::ranges::sort(held);
+    held.erase(std::ranges::unique(held).begin(), held.end());
+    for (std::uint32_t const key : held) {
+        gone_.push_back({kind, unit, key});
     }
 }
 
@@ -95,7 +142,7 @@ void Programmer::feedWrites(std::size_t budget) {
     }
     if (nextWrite_ == end) {
         policy_ = nullptr;
-        phase_ = Phase::removing;
+        phase_ = Phase::removingEntries;
     }
 }
 
@@ -107,46 +154,85 @@ void Programmer::writeRule(LoamPolicy::PolicyRule const& rule, std::size_t unit)
 Handle Programmer::write(LoamPolicy::TableRecord const& record, std::size_t unit,
                          Handle const& dependency) {
     auto& table = *platform_.table(record.tblId);
-    if (writes_ == Writes::differences && table.entryIsEqual(unit, record.key, record.fields)) {
+    if (!table.inMarkingState(unit) && table.entryIsEqual(unit, record.key, record.fields)) {
         ++progress_.unchanged;
+        ++progress_.done;
         return nullptr;
     }
     return table.entryWrite(unit, record.key, record.fields, dependency, answering());
 }
 
-// Looks through one table at a time, so that none of the calls takes long.
-void Programmer::searchGone() {
-    if (nextSearch_ == LoamPolicy::kindCount * unitCount_) {
-        phase_ = Phase::writing;
-        return;
+void Programmer::feedEntryRemoves(std::size_t budget) {
+    for (std::size_t asked = 0; asked < budget && nextGone_ < gone_.size(); ++asked, ++nextGone_) {
+        removeEntry(gone_[nextGone_]);
     }
-    std::size_t const kind = nextSearch_ / unitCount_;
-    std::size_t const unit = nextSearch_ % unitCount_;
-    ++nextSearch_;
-    for (std::uint32_t const key : entries(kind).keys(unit)) {
-        if (!std::ranges::binary_search(wanted_[kind], key)) {
-            gone_.push_back({kind, unit, key});
-            progress_.total += actions(kind).entryHas(unit, key) ? 2 : 1;
-        }
+    if (nextGone_ == gone_.size()) {
+        sweepEntries();
+        phase_ = Phase::committing;
     }
 }
 
-void Programmer::feedRemoves(std::size_t budget) {
-    for (std::size_t asked = 0; asked < budget && !gone_.empty(); asked += 2) {
-        removeRule(gone_.back());
-        gone_.pop_back();
+// What a former policy of the same marking phase wrote is marked, and no sweep would take it.
+void Programmer::removeEntry(Gone const& gone) {
+    auto& table = entries(gone.kind);
+    bool const sweepTakesIt =
+        table.inMarkingState(gone.unit) && !table.markedKeyHas(gone.unit, gone.key);
+    if (!sweepTakesIt && table.entryHas(gone.unit, gone.key)) {
+        table.entryRemove(gone.unit, gone.key, nullptr, answering());
+        ++progress_.removed;
     }
-    if (gone_.empty()) {
+}
+
+void Programmer::sweepEntries() {
+    for (std::size_t kind = 0; kind < LoamPolicy::kindCount; ++kind) {
+        for (std::size_t unit = 0; unit < unitCount_; ++unit) {
+            sweptEntries_[kind] += entries(kind).sweep(unit);
+        }
+        progress_.asked += sweptEntries_[kind];
+        progress_.swept += sweptEntries_[kind];
+    }
+}
+
+// Nothing has been asked of the tables of entries since their sweep: its removes are the end of the
+// log.
+void Programmer::noteCommitted() {
+    for (std::size_t kind = 0; kind < LoamPolicy::kindCount; ++kind) {
+        auto const& table = entries(kind);
+        entriesGone_[kind] = table.loggedPlace();
+        if (auto const swept = sweptEntries_[kind]; swept != 0) {
+            auto const last = table.loggedVersion();
+            sweptTails_.push_back({&table, last - swept, last, swept});
+        }
+    }
+    nextGone_ = 0;
+    phase_ = Phase::removingActions;
+}
+
+void Programmer::feedActionRemoves(std::size_t budget) {
+    for (std::size_t asked = 0; asked < budget && nextGone_ < gone_.size(); ++asked, ++nextGone_) {
+        removeAction(gone_[nextGone_]);
+    }
+    if (nextGone_ == gone_.size()) {
+        sweepActions();
         phase_ = Phase::fed;
     }
 }
 
-void Programmer::removeRule(Gone const& gone) {
-    Handle const entry = entries(gone.kind).entryRemove(gone.unit, gone.key, nullptr, answering());
-    ++progress_.removed;
-    if (auto& table = actions(gone.kind); table.entryHas(gone.unit, gone.key)) {
-        table.entryRemove(gone.unit, gone.key, entry, answering());
-        ++progress_.removed;
+void Programmer::removeAction(Gone const& gone) {
+    auto& table = actions(gone.kind);
+    if (table.entryHas(gone.unit, gone.key)) {
+        table.entryRemove(gone.unit, gone.key, entriesGone_[gone.kind], answering());
+        ++(table.inMarkingState(gone.unit) ? progress_.swept : progress_.removed);
+    }
+}
+
+// Closes their marking phase. What it would remove is removed already, in its order.
+void Programmer::sweepActions() {
+    for (std::size_t kind = 0; kind < LoamPolicy::kindCount; ++kind) {
+        for (std::size_t unit = 0; unit < unitCount_; ++unit) {
+            actions(kind).sweep(unit);
+        }
+        entriesGone_[kind] = nullptr;
     }
 }
 

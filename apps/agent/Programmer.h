@@ -3,8 +3,11 @@
 #include <Asic/SwTableBase.h>
 
 #include <apps/agent/AgentTable.h>
+#include <apps/agent/LogTail.h>
 #include <apps/agent/Platform.h>
 #include <apps/policy/Policy.h>
+#include <apps/policy/PolicyKind.h>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -13,12 +16,16 @@
 // Brings the tables to what a policy says, in small portions.
 //
 // For each rule and unit: the action is written, then the entry, with the action's handle as what
-// it depends on. Behind the last rule, every entry that a reader still sees and that the policy
-// does not have is removed, and then its action, with the entry's handle as what that depends on:
-// the hardware never holds an entry whose action is missing.
+// it depends on. A table that marks is written whole, and suppresses what it holds already; of any
+// other only what differs is written.
 //
-//     programmer.start(policy, Programmer::Writes::all);
-//     loop: while (programmer.feed(budget)) { run the resolver, serve the other events }
+// Behind the last rule goes what the policy does not have. Entries first: a table that marks is
+// swept, from any other they are removed one by one. Then, when these removes are in the log, their
+// actions, with the place in the entries' log as what they depend on. So the hardware never holds
+// an entry whose action is missing, and nothing here waits for the hardware.
+//
+//     programmer.start(policy);
+//     loop: programmer.feed(budget), run the resolver, serve the other events
 //
 // Operations that wait in the resolver are bounded: when they are many, `feed` does nothing until
 // the resolver has committed some. The change logs are the long buffer behind it, and are bounded
@@ -30,43 +37,48 @@ namespace LoamAgent {
 
 class Programmer {
   public:
-    enum class Writes {
-        all,         // a replay: the tables themselves suppress what is stored already
-        differences, // nothing is asked for where a reader sees the wanted value
-    };
-
     // All counts are of table entries, an action and its TCAM entry being two.
     struct Progress {
-        std::uint64_t total = 0; // to be written, and found to be removed
-        std::uint64_t asked = 0; // of these
-        std::uint64_t applied = 0;
+        std::uint64_t total = 0; // to be written and to be removed; settled once `counted`
+        std::uint64_t done = 0;  // of these: the hardware has it, or there was nothing to do
+        std::uint64_t asked = 0;
         std::uint64_t failed = 0;
-        std::uint64_t unchanged = 0; // nothing to be done for
-        std::uint64_t removed = 0;   // removes asked for
+        std::uint64_t unchanged = 0; // nothing was to be done for
+        std::uint64_t removed = 0;   // asked for, one by one
+        std::uint64_t swept = 0;     // removed at the end of the marking phase
     };
 
     static constexpr std::size_t maxQueued = 4096; // operations
 
     Programmer(Platform& platform, std::size_t unitCount);
 
-    void start(std::shared_ptr<LoamPolicy::Policy const> policy, Writes writes);
+    void start(std::shared_ptr<LoamPolicy::Policy const> policy);
 
-    // Asks for at most about `budget` operations. False when there is nothing more to ask for.
+    // Asks for at most about `budget` operations. False when it is no use to call again before the
+    // resolver or the hardware side has moved.
     bool feed(std::size_t budget);
 
     // Asks for nothing more of the current policy.
     void stop();
 
     bool fed() const { return phase_ == Phase::fed; }
-    Progress const& progress() const { return progress_; } // of the current policy
+    bool counted() const { return phase_ != Phase::searching; }
+    Progress progress() const; // of the current policy
 
     // Operations of any policy that are neither applied nor refused.
     std::uint64_t outstanding() const { return outstanding_; }
 
   private:
-    enum class Phase { searching, writing, removing, fed };
+    enum class Phase {
+        searching, // for what the policy does not have
+        writing,
+        removingEntries,
+        committing, // the entries' removes
+        removingActions,
+        fed,
+    };
 
-    // An entry that the policy does not have.
+    // A key that the policy does not have, of what a pair of tables holds.
     struct Gone {
         std::size_t kind; // of policy
         std::size_t unit;
@@ -77,22 +89,30 @@ class Programmer {
     AgentTable& entries(std::size_t kind) const;
     ResponseHandler answering();
     void answered(std::uint64_t job, Asic::SwTableBase::EntryState state);
+    void searchGone();
     void feedWrites(std::size_t budget);
     void writeRule(LoamPolicy::PolicyRule const& rule, std::size_t unit);
     Handle write(LoamPolicy::TableRecord const& record, std::size_t unit, Handle const& dependency);
-    void searchGone();
-    void feedRemoves(std::size_t budget);
-    void removeRule(Gone const& gone);
+    void feedEntryRemoves(std::size_t budget);
+    void removeEntry(Gone const& gone);
+    void sweepEntries();
+    void noteCommitted();
+    void feedActionRemoves(std::size_t budget);
+    void removeAction(Gone const& gone);
+    void sweepActions();
 
     Platform& platform_;
     std::size_t unitCount_;
     std::shared_ptr<LoamPolicy::Policy const> policy_;
-    Writes writes_ = Writes::all;
     Phase phase_ = Phase::fed;
-    std::size_t nextWrite_ = 0;                      // rule times units plus unit
-    std::size_t nextSearch_ = 0;                     // kind times units plus unit
+    std::size_t nextSearch_ = 0; // kind times units plus unit
+    std::size_t nextWrite_ = 0;  // rule times units plus unit
+    std::size_t nextGone_ = 0;
     std::vector<std::vector<std::uint32_t>> wanted_; // by kind: the policy's keys, ascending
     std::vector<Gone> gone_;
+    std::array<std::uint64_t, LoamPolicy::kindCount> sweptEntries_{};
+    std::array<Handle, LoamPolicy::kindCount> entriesGone_; // behind the entries' removes
+    std::vector<LogTail> sweptTails_;
     std::uint64_t job_ = 0;
     Progress progress_;
     std::uint64_t outstanding_ = 0;

@@ -22,6 +22,9 @@ unsigned partOf(std::uint64_t done, std::uint64_t total, unsigned parts) {
 
 std::string durationText(double seconds) {
     auto const whole = std::llround(seconds);
+    if (whole == 0) {
+        return "less than 1 s";
+    }
     return whole < 60 ? fmt::format("{} s", whole)
                       : fmt::format("{} min {:02} s", whole / 60, whole % 60);
 }

@@ -63,8 +63,30 @@ class TypedAgentTable final : public AgentTable {
                                                                responseHandler);
     }
 
+    void entryRemoveAll(std::size_t unit, Handle const& dependency) override {
+        swTables_[unit]->entryRemoveAll(dependency);
+    }
+
+    bool inMarkingState(std::size_t unit) const override {
+        return swTables_[unit]->inMarkingState();
+    }
+
+    bool markedKeyHas(std::size_t unit, std::uint32_t key) const override {
+        return swTables_[unit]->inMarkingState() && swTables_[unit]->markedKeyHas(Key{key});
+    }
+
+    std::uint64_t sweep(std::size_t unit) override {
+        std::uint64_t const before = swTables_[unit]->stats()->entryRemoveCnt();
+        swTables_[unit]->sweep();
+        return swTables_[unit]->stats()->entryRemoveCnt() - before;
+    }
+
     Asic::LogVersion loggedVersion() const override {
         return interface_->entryLog()->tableVersion();
+    }
+
+    Asic::LogVersion appliedVersion() const override {
+        return interface_->entryLog()->logCleanedVersion();
     }
 
     bool hasPendingHwWrites() const override {

@@ -21,8 +21,9 @@ namespace {
 using namespace LoamAgent;
 
 constexpr char const* footer =
-    "Signals: SIGHUP reads the policy file again and writes what differs; SIGTERM and SIGINT end "
-    "the\nagent, what it stored stays.\n\n"
+    "When the policy file changes, and on SIGHUP, it is read again, and what differs is written; a "
+    "file\nthat is refused changes nothing. SIGTERM and SIGINT end the agent; what it stored stays."
+    "\n\n"
     "Exit status: 0 ended or, with --once, everything is applied; 2 the policy is refused and "
     "nothing\nwas touched; 3 with --once: operations were refused; 4 the tables can't be used: "
     "another agent\nhas them, or the folder can't be used or is full; 64 command line; 75 a new "
