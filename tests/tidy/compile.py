@@ -43,7 +43,7 @@ def commands(build):
     found = {}
     for entry in entries:
         source = entry["file"]
-        if source.startswith((f"{PROJECT}/tests/", f"{PROJECT}/bench/")):
+        if source.startswith((f"{PROJECT}/tests/", f"{PROJECT}/benchmarks/")):
             continue
         if GENERATED.search(source) and MEMBER not in source:
             continue

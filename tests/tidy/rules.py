@@ -121,7 +121,7 @@ def includes_run_one_way(root):
 
 def our_headers_are_included_from_an_include_root(root):
     for path in files(root, SOURCE):
-        if path.relative_to(root).parts[0] in ("tests", "bench"):
+        if path.relative_to(root).parts[0] in ("tests", "benchmarks"):
             continue
         for bracket, header in INCLUDE.findall(read(path)):
             if bracket == '"':

@@ -159,5 +159,3 @@ BENCHMARK(remove<BoostFlat>)->Apply(timedSizes);
 BENCHMARK(remove<AbslFlat>)->Apply(timedSizes);
 
 } // namespace
-
-BENCHMARK_MAIN();

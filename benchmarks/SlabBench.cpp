@@ -61,6 +61,7 @@ void threeObjects(benchmark::State& state) {
     for (auto& operation : inFlight) {
         end<Allocator>(operation);
     }
+    state.SetItemsProcessed(state.iterations());
 }
 
 // A burst: all are made, then all go.
@@ -84,5 +85,3 @@ BENCHMARK(burst<Slab>)->Arg(64)->Arg(65536);
 BENCHMARK(burst<Mimalloc>)->Arg(64)->Arg(65536);
 
 } // namespace
-
-BENCHMARK_MAIN();

@@ -130,6 +130,7 @@ void copyLogWindow(benchmark::State& state) {
         std::memcpy(mapped.base + (version % 64) * Bytes, record.data(), Bytes);
         benchmark::ClobberMemory();
     }
+    state.SetItemsProcessed(state.iterations());
 }
 
 template <std::size_t Bytes>
@@ -150,6 +151,7 @@ void storeLogAppend(benchmark::State& state) {
             state.ResumeTiming();
         }
     }
+    state.SetItemsProcessed(state.iterations());
 }
 
 template <std::size_t Bytes>
@@ -165,6 +167,7 @@ void storeLogAppendAndTrim(benchmark::State& state) {
             store->erase(version - 64);
         }
     }
+    state.SetItemsProcessed(state.iterations());
 }
 
 template <std::size_t Bytes, typename Key>
@@ -276,6 +279,7 @@ void storeReopen(benchmark::State& state) {
         auto store = open();
         benchmark::DoNotOptimize(store.memberCount());
     }
+    state.SetItemsProcessed(state.iterations());
 }
 
 // The floor of a reopen: every byte of the slots read and summed once.
@@ -291,6 +295,7 @@ void sumOnce(benchmark::State& state) {
         }
         benchmark::DoNotOptimize(sum);
     }
+    state.SetItemsProcessed(state.iterations());
 }
 
 } // namespace
@@ -314,5 +319,3 @@ BENCHMARK(storeLookupSequential<148>);
 BENCHMARK(storeWalk<152>);
 BENCHMARK(sumOnce)->Unit(benchmark::kMillisecond);
 BENCHMARK(storeReopen)->Unit(benchmark::kMillisecond);
-
-BENCHMARK_MAIN();
