@@ -1,0 +1,7 @@
+#include <Inspect/Error.h>
+
+namespace Inspect {
+
+Error::~Error() = default;
+
+} // namespace Inspect
