@@ -20,6 +20,7 @@ class LOAM_EXPORT CanonicalTableName : public Zet::Tracked<CanonicalTableName, O
     CanonicalTableName(OrderedTableType orderedTableType, Ombra::String const& groupName,
                        Ombra::String const& tableNamespace, Ombra::String const& tableName);
     ~CanonicalTableName() override;
+    Ombra::TypeData typeData() const override;
 
     // "OrderedSwTable.GROUP.TABLE", "PartiallyOrderedSwTable.TABLE" or
     // "ResourceTable.NAMESPACE::TABLE". A type that is none of the three stops the process.

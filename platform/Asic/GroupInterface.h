@@ -32,6 +32,7 @@ class LOAM_EXPORT GroupInterface : public Zet::Tracked<GroupInterface, Ombra::No
                    std::uint16_t agentAndGroupId,
                    Ombra::Ptr<ZetSharedMem::EntityManager> const& manager);
     ~GroupInterface() override;
+    Ombra::TypeData typeData() const override;
 
     Ombra::String const& agentName() const noexcept { return agentName_; }
     Ombra::String const& groupName() const noexcept { return groupName_; }

@@ -31,6 +31,7 @@ class LOAM_EXPORT GroupResolver : public Zet::Tracked<GroupResolver, Ombra::Node
   public:
     GroupResolver();
     ~GroupResolver() override;
+    Ombra::TypeData typeData() const override;
 
     // Appends to the lane of the entry's table.
     void resolverQueueEnq(Ombra::Ptr<ResolverEntry> const& entry);
@@ -52,6 +53,9 @@ class LOAM_EXPORT GroupResolver : public Zet::Tracked<GroupResolver, Ombra::Node
 
     // True when every queued operation has said no and nothing has moved since.
     bool suspended() const noexcept { return suspended_; }
+
+    // Inside `run`: a commit or a response handler asks.
+    bool running() const noexcept { return running_; }
 
     std::size_t queued() const noexcept { return queued_; }
     std::uint64_t genId() const noexcept { return genId_; }

@@ -21,6 +21,7 @@ class LOAM_EXPORT NeededEntry : public Zet::Tracked<NeededEntry, Ombra::Node, Ze
   public:
     NeededEntry() noexcept;
     ~NeededEntry() override;
+    Ombra::TypeData typeData() const override;
 
     void add(TableVersion const& place);
 

@@ -20,6 +20,7 @@ class LOAM_EXPORT OrderedSwTableSet : public Zet::Tracked<OrderedSwTableSet, Omb
 
     OrderedSwTableSet(SwTableId tableId, Ombra::Ptr<OrderedSwTableStatus> const& swTableStatus);
     ~OrderedSwTableSet() override;
+    Ombra::TypeData typeData() const override;
 
     SwTableId tableId() const noexcept { return tableId_; }
     Ombra::Ptr<OrderedSwTableStatus> const& swTableStatus() const noexcept {

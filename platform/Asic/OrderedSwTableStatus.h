@@ -14,6 +14,7 @@ class LOAM_EXPORT OrderedSwTableStatus : public Zet::Tracked<OrderedSwTableStatu
 
     explicit OrderedSwTableStatus(SwTableId tableId);
     ~OrderedSwTableStatus() override;
+    Ombra::TypeData typeData() const override;
 
     Ombra::Publisher* publisher() const override;
 

@@ -19,6 +19,7 @@ class LOAM_EXPORT OrderedTableInterface : public Zet::Tracked<OrderedTableInterf
 
     explicit OrderedTableInterface(Ombra::Ptr<Orbis::EntityManager> const& entityManager);
     ~OrderedTableInterface() override;
+    Ombra::TypeData typeData() const override;
 
     Ombra::Ptr<Orbis::EntityManager> const& entityManager() const noexcept {
         return entityManager_;

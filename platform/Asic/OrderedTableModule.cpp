@@ -1,30 +1,51 @@
+#include <Asic/DescribeGroup.h>
+#include <Asic/DescribeTables.h>
 #include <Asic/OrderedTableModule.h>
-
-#include <array>
+#include <Zet/ModuleTables.h>
 
 namespace Asic {
 
+constinit Ombra::ModuleInspectData const orderedTableModuleData =
+    Zet::ModuleTables<OrderedTableInterface, GroupInterface, GroupResolver, OrderedSwTableSet,
+                      OrderedSwTableStatus, SwTableStats, NeededEntry, SwTableInterfacesSingleton,
+                      CanonicalTableName, AnnouncementSlate, TableVersionMap, AgentSlate,
+                      SwTableBase, NamedSwTable, OrderedSwTable, OrderedSwTableWithMarkSweep,
+                      SwTableBase::EntryHandle, OrderedSwTable::EntryHandle, ResolverEntry,
+                      EntryLogBase, TableInterfaceBase,
+                      SwTableIteratorStateBase>::module("OrderedTable");
+
 namespace {
 
-constexpr std::array<std::string_view, 12> typeNames{
-    "Asic::OrderedTableInterface", "Asic::GroupInterface",
-    "Asic::GroupResolver",         "Asic::OrderedSwTableSet",
-    "Asic::OrderedSwTableStatus",  "Asic::SwTableStats",
-    "Asic::NeededEntry",           "Asic::SwTableInterfacesSingleton",
-    "Asic::CanonicalTableName",    "Asic::AnnouncementSlate",
-    "Asic::TableVersionMap",       "Asic::AgentSlate"};
-
-constexpr Ombra::ModuleInspectData module{"OrderedTable", typeNames};
-
 [[maybe_unused]] bool const announced = [] {
-    Ombra::ModuleInspectData::loaded(module);
+    Ombra::ModuleInspectData::loaded(orderedTableModuleData);
     return true;
 }();
 
 } // namespace
 
-Ombra::ModuleInspectData const& orderedTableModule() {
-    return module;
+Ombra::TypeData OrderedTableInterface::typeData() const {
+    return Ombra::typeDataOf<OrderedTableInterface>;
+}
+Ombra::TypeData GroupInterface::typeData() const {
+    return Ombra::typeDataOf<GroupInterface>;
+}
+Ombra::TypeData GroupResolver::typeData() const {
+    return Ombra::typeDataOf<GroupResolver>;
+}
+Ombra::TypeData OrderedSwTableSet::typeData() const {
+    return Ombra::typeDataOf<OrderedSwTableSet>;
+}
+Ombra::TypeData OrderedSwTableStatus::typeData() const {
+    return Ombra::typeDataOf<OrderedSwTableStatus>;
+}
+Ombra::TypeData SwTableStats::typeData() const {
+    return Ombra::typeDataOf<SwTableStats>;
+}
+Ombra::TypeData NeededEntry::typeData() const {
+    return Ombra::typeDataOf<NeededEntry>;
+}
+Ombra::TypeData CanonicalTableName::typeData() const {
+    return Ombra::typeDataOf<CanonicalTableName>;
 }
 
 } // namespace Asic

@@ -2,10 +2,15 @@
 
 #include <Ombra/ModuleInspectData.h>
 
-// The inspection module of the ordered-table platform. The places of its classes are fixed.
+// The inspection module of the ordered-table platform. The places of its classes are fixed
+// (InspectClasses.h).
 namespace Asic {
 
-LOAM_EXPORT Ombra::ModuleInspectData const& orderedTableModule();
+LOAM_EXPORT extern Ombra::ModuleInspectData const orderedTableModuleData;
+
+inline Ombra::ModuleInspectData const& orderedTableModule() {
+    return orderedTableModuleData;
+}
 
 inline constexpr int swTableInterfacesSingletonType = 7;
 

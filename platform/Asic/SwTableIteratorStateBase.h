@@ -48,18 +48,29 @@ class SwTableIteratorFlags {
     std::uint8_t bits_ = 0;
 };
 
-// `T` is the table class. The table is not counted: it outlives its iterations.
-template <typename T>
 class LOAM_EXPORT SwTableIteratorStateBase : public Ombra::Node {
   public:
+    ~SwTableIteratorStateBase() override;
+
     SwTableIteratorFlags& state() noexcept { return state_; }
     SwTableIteratorFlags const& state() const noexcept { return state_; }
 
+    // For who knows no table class.
+    bool entryValid() const noexcept { return state_.entryValid(); }
+    std::uint8_t stateBits() const noexcept { return state_.bits(); }
+
+  private:
+    SwTableIteratorFlags state_;
+};
+
+// `T` is the table class. The table is not counted: it outlives its iterations.
+template <typename T>
+class LOAM_EXPORT SwTableIteratorStateOf : public SwTableIteratorStateBase {
+  public:
     T const* swTable() const noexcept { return swTable_; }
     void swTableIs(T const* swTable) noexcept { swTable_ = swTable; }
 
   private:
-    SwTableIteratorFlags state_;
     T const* swTable_ = nullptr;
 };
 

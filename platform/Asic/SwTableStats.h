@@ -14,6 +14,7 @@ class LOAM_EXPORT SwTableStats : public Zet::Tracked<SwTableStats, Ombra::Node> 
   public:
     SwTableStats();
     ~SwTableStats() override;
+    Ombra::TypeData typeData() const override;
 
     void entryWriteCntInc(std::uint64_t by) noexcept { entryWriteCnt_ += by; }
     void entryRemoveCntInc(std::uint64_t by) noexcept { entryRemoveCnt_ += by; }

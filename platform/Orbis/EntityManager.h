@@ -39,6 +39,7 @@ class LOAM_EXPORT EntityManager : public Ombra::Node {
     // folder: letters, digits, '.', '_', '-', and no '.' first.
     EntityManager(Ombra::String name, bool local);
     ~EntityManager() override;
+    Ombra::TypeData typeData() const override;
 
     Ombra::String const& name() const noexcept { return name_; }
     bool isLocal() const noexcept { return local_; }

@@ -53,6 +53,7 @@ class KeyedSlate : public ZetSharedMem::Entity {
 
     Map& map() { return map_; }
     Map const& map() const { return map_; }
+    std::uint32_t memberCount() const { return map_.memberCount(); }
     Ombra::Ptr<CollectionControl> const& control() const { return control_; }
 
     void recordIs(Record const& record) { map_.is(record); }

@@ -1,0 +1,7 @@
+#include <Asic/SwTableIteratorStateBase.h>
+
+namespace Asic {
+
+SwTableIteratorStateBase::~SwTableIteratorStateBase() = default;
+
+} // namespace Asic
