@@ -1,5 +1,6 @@
 #include <LoamSystemAcl/LogMessages.h>
 #include <LoamSystemAcl/XxxEntryLog.h>
+#include <LoamSystemAcl/XxxInspect.h>
 #include <OrderedTable/EntryLogMount.h>
 #include <OrderedTable/EntryLogQuery.h>
 #include <OrderedTable/EntryLogTrim.h>
@@ -12,9 +13,7 @@ namespace LoamSystemAcl {
 
 namespace {
 
-constexpr std::string_view typeNames[] = {"XxxEntryLog"};
-constexpr Ombra::ModuleInspectData module{"XxxEntryLog", typeNames};
-OrderedTable::UnitLoaded const unitLoaded{module, XxxConstants::row.alignsAtLoad};
+OrderedTable::UnitLoaded const unitLoaded{xxxEntryLogModule, XxxConstants::row.alignsAtLoad};
 
 // Made in this order when the library is loaded. Only the first is ever raised.
 Zet::LogHandle errorLog{&hwAbstractionError, Ombra::Duration{0}, 1.0, 0, 0};
@@ -51,7 +50,7 @@ Ombra::Ptr<XxxEntryLog> XxxEntryLog::XxxEntryLogIs(
 }
 
 Ombra::TypeData XxxEntryLog::typeData() const {
-    return {&module, 0};
+    return Ombra::typeDataOf<XxxEntryLog>;
 }
 
 Ombra::Ptr<XxxConfigSlate> XxxEntryLog::tableConfigSlate(Asic::UnitId unitId) const {

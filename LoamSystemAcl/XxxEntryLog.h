@@ -6,6 +6,7 @@
 #include <Asic/SwTableStats.h>
 #include <LoamSystemAcl/XxxFamily.h>
 #include <LoamSystemAcl/XxxLogSlate.h>
+#include <Zet/Described.h>
 #include <Zet/HashMap2018.h>
 #include <Zet/Tracked.h>
 
@@ -90,6 +91,8 @@ class LOAM_EXPORT XxxEntryLog final : public Zet::Tracked<XxxEntryLog, Asic::Ent
     static void reportWiped(Ombra::String const& item);
 
   private:
+    friend struct Zet::Described<XxxEntryLog>;
+
     Ombra::Ptr<XxxEntryLogSlate> tableEntryLog_;
     TableConfigSlate tableConfigSlate_;
 };

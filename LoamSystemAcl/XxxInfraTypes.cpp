@@ -1,4 +1,5 @@
 #include <LoamSystemAcl/XxxInfraTypes.h>
+#include <LoamSystemAcl/XxxInspect.h>
 #include <LoamSystemAcl/XxxSwTable.h>
 #include <LoamSystemAcl/XxxSwTableHelperBase.h>
 #include <OrderedTable/UnitLoaded.h>
@@ -8,9 +9,7 @@ namespace LoamSystemAcl {
 
 namespace {
 
-constexpr std::string_view typeNames[] = {"XxxEntryWrapper", "XxxResolverEntry"};
-constexpr Ombra::ModuleInspectData module{"XxxInfraTypes", typeNames};
-OrderedTable::UnitLoaded const unitLoaded{module, XxxConstants::row.alignsAtLoad};
+OrderedTable::UnitLoaded const unitLoaded{xxxInfraTypesModule, XxxConstants::row.alignsAtLoad};
 
 Zet::TraceHandle const& _defaultTraceHandle() {
     static Zet::TraceHandle const handle{"XxxSwTable", false};
@@ -31,7 +30,7 @@ Ombra::Ptr<XxxEntryWrapper> XxxEntryWrapper::XxxEntryWrapperIs(
 }
 
 Ombra::TypeData XxxEntryWrapper::typeData() const {
-    return {&module, 0};
+    return Ombra::typeDataOf<XxxEntryWrapper>;
 }
 
 void XxxEntryWrapper::finalizeOnSuccess(Ombra::Ptr<XxxSwTable> const& swTable, bool isDeleted) {
@@ -64,7 +63,7 @@ Ombra::Ptr<XxxResolverEntry> XxxResolverEntry::XxxResolverEntryIs(
 }
 
 Ombra::TypeData XxxResolverEntry::typeData() const {
-    return {&module, 1};
+    return Ombra::typeDataOf<XxxResolverEntry>;
 }
 
 bool XxxResolverEntry::isResolved() {

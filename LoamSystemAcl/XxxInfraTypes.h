@@ -6,6 +6,7 @@
 #include <LoamSystemAcl/XxxTypes.h>
 #include <Ombra/Node.h>
 #include <Ombra/Ptr.h>
+#include <Zet/Described.h>
 #include <Zet/Tracked.h>
 
 // The two objects, besides its handle, that carry one operation on the table Xxx.
@@ -51,6 +52,8 @@ class LOAM_EXPORT XxxEntryWrapper final
     bool finalizeOnFailure(Ombra::Ptr<XxxSwTable> const& swTable, bool isDeleted);
 
   private:
+    friend struct Zet::Described<XxxEntryWrapper>;
+
     XxxEntry swTableEntry_;
     Ombra::Ptr<Asic::OrderedSwTable::EntryHandle> entryHandle_;
 };
@@ -76,6 +79,8 @@ class LOAM_EXPORT XxxResolverEntry final
     Ombra::Ptr<XxxEntryWrapper> const& entry() const noexcept { return entry_; }
 
   private:
+    friend struct Zet::Described<XxxResolverEntry>;
+
     XxxSwTable* swTable_;
     Ombra::Ptr<XxxEntryWrapper> entry_;
 };

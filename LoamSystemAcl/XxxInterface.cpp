@@ -1,3 +1,4 @@
+#include <LoamSystemAcl/XxxInspect.h>
 #include <LoamSystemAcl/XxxInterface.h>
 #include <OrderedTable/TableInterfaceAccessor.h>
 #include <OrderedTable/UnitLoaded.h>
@@ -10,9 +11,7 @@ namespace LoamSystemAcl {
 
 namespace {
 
-constexpr std::string_view typeNames[] = {"XxxInterface"};
-constexpr Ombra::ModuleInspectData module{"XxxInterface", typeNames};
-OrderedTable::UnitLoaded const unitLoaded{module, XxxConstants::row.alignsAtLoad};
+OrderedTable::UnitLoaded const unitLoaded{xxxInterfaceModule, XxxConstants::row.alignsAtLoad};
 
 Zet::TraceHandle const& _defaultTraceHandle() {
     static Zet::TraceHandle const handle{"XxxInterface", false};
@@ -44,7 +43,7 @@ XxxInterface::~XxxInterface() {
 }
 
 Ombra::TypeData XxxInterface::typeData() const {
-    return {&module, 0};
+    return Ombra::typeDataOf<XxxInterface>;
 }
 
 Ombra::Ptr<XxxSwTable>

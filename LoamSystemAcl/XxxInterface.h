@@ -7,6 +7,7 @@
 #include <Asic/TableInterfaceBase.h>
 #include <LoamSystemAcl/XxxFamily.h>
 #include <LoamSystemAcl/XxxSwTable.h>
+#include <Zet/Described.h>
 #include <Zet/Tracked.h>
 
 // The front door of the table Xxx: one per process, found or made by `getIntf`, and alive to the
@@ -93,6 +94,8 @@ class LOAM_EXPORT XxxInterface final : public Zet::Tracked<XxxInterface, Asic::T
     Ombra::Ptr<Asic::OrderedSwTableSet> swTableSetDel();
 
   private:
+    friend struct Zet::Described<XxxInterface>;
+
     Ombra::String tableName_;
     Ombra::String groupName_;
     Ombra::String agentName_;

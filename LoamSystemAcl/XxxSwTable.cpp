@@ -1,3 +1,4 @@
+#include <LoamSystemAcl/XxxInspect.h>
 #include <LoamSystemAcl/XxxSwTable.h>
 #include <OrderedTable/OrderedSwTableAccessor.h>
 #include <OrderedTable/OrderedSwTableCommit.h>
@@ -21,11 +22,7 @@ namespace LoamSystemAcl {
 
 namespace {
 
-constexpr std::string_view typeNames[] = {"XxxSwTable::EntryHandle",
-                                          "XxxSwTable::SwTableEntries_py", "XxxSwTable",
-                                          "XxxSwTableIteratorState"};
-constexpr Ombra::ModuleInspectData module{"XxxSwTable", typeNames};
-OrderedTable::UnitLoaded const unitLoaded{module, XxxConstants::row.alignsAtLoad};
+OrderedTable::UnitLoaded const unitLoaded{xxxSwTableModule, XxxConstants::row.alignsAtLoad};
 
 Zet::TraceHandle const& _defaultTraceHandle() {
     static Zet::TraceHandle const handle{"XxxSwTable", false};
@@ -62,7 +59,7 @@ XxxSwTable::~XxxSwTable() {
 }
 
 Ombra::TypeData XxxSwTable::typeData() const {
-    return {&module, 2};
+    return Ombra::typeDataOf<XxxSwTable>;
 }
 
 void XxxSwTable::handleInitialized() {
@@ -236,7 +233,8 @@ bool XxxSwTable::transientAddEntryHas(XxxEntryKey const& key) const {
 }
 
 void XxxSwTable::transientAddEntryIs(Ombra::Ptr<XxxEntryWrapper> const& wrapper) {
-    AddAttr::is(transientAddEntry_, publisherRef(), Field::transientAddEntry, &module, wrapper);
+    AddAttr::is(transientAddEntry_, publisherRef(), Field::transientAddEntry, &xxxSwTableModule,
+                wrapper);
 }
 
 Ombra::Ptr<XxxEntryWrapper> XxxSwTable::transientAddEntryDel(XxxEntryKey const& key) {
@@ -256,8 +254,8 @@ bool XxxSwTable::transientRemoveEntryHas(XxxEntryKey const& key) const {
 }
 
 void XxxSwTable::transientRemoveEntryIs(Ombra::Ptr<XxxEntryWrapper> const& wrapper) {
-    RemoveAttr::is(transientRemoveEntry_, publisherRef(), Field::transientRemoveEntry, &module,
-                   wrapper);
+    RemoveAttr::is(transientRemoveEntry_, publisherRef(), Field::transientRemoveEntry,
+                   &xxxSwTableModule, wrapper);
 }
 
 Ombra::Ptr<XxxEntryWrapper> XxxSwTable::transientRemoveEntryDel(XxxEntryKey const& key) {
@@ -387,7 +385,7 @@ XxxSwTable::EntryHandle::exactly(Ombra::Ptr<Asic::OrderedSwTable::EntryHandle> c
 }
 
 Ombra::TypeData XxxSwTable::EntryHandle::typeData() const {
-    return {&module, 0};
+    return Ombra::typeDataOf<XxxSwTable::EntryHandle>;
 }
 
 Ombra::String XxxSwTable::EntryHandle::tableName() const {
@@ -413,7 +411,7 @@ XxxSwTable::SwTableEntries_py::SwTableEntries_py() = default;
 XxxSwTable::SwTableEntries_py::~SwTableEntries_py() = default;
 
 Ombra::TypeData XxxSwTable::SwTableEntries_py::typeData() const {
-    return {&module, 1};
+    return Ombra::typeDataOf<XxxSwTable::SwTableEntries_py>;
 }
 
 void XxxSwTable::SwTableEntries_py::tableEntriesIs(XxxEntry const& entry) {
@@ -434,7 +432,7 @@ XxxSwTableIteratorState::XxxSwTableIteratorState() = default;
 XxxSwTableIteratorState::~XxxSwTableIteratorState() = default;
 
 Ombra::TypeData XxxSwTableIteratorState::typeData() const {
-    return {&module, 3};
+    return Ombra::typeDataOf<XxxSwTableIteratorState>;
 }
 
 XxxEntry XxxSwTableIteratorState::maybeUpdateCurrentEntry() {

@@ -12,6 +12,7 @@
 #include <LoamSystemAcl/XxxTypes.h>
 #include <Ombra/RQueue.h>
 #include <OrderedTable/OrderedSwTableIteration.h>
+#include <Zet/Described.h>
 #include <Zet/HashMap2018.h>
 #include <Zet/Tracked.h>
 
@@ -247,6 +248,8 @@ class LOAM_EXPORT XxxSwTable final
                                                       XxxEntryKey const& key, XxxSwTable* swTable);
 
   private:
+    friend struct Zet::Described<XxxSwTable>;
+
     Ombra::Ptr<XxxSwTableHelperBase> swTableHelper_;
     TransientAddEntry transientAddEntry_;
     TransientRemoveEntry transientRemoveEntry_;
@@ -292,6 +295,8 @@ class LOAM_EXPORT XxxSwTable::EntryHandle final
     }
 
   private:
+    friend struct Zet::Described<EntryHandle>;
+
     XxxEntryKey key_;
     XxxSwTable* swTable_;
     ResponseHandler responseHandler_;
@@ -322,12 +327,14 @@ class LOAM_EXPORT XxxSwTable::SwTableEntries_py final
     void tableEntriesDelAll();
 
   private:
+    friend struct Zet::Described<SwTableEntries_py>;
+
     TableEntries tableEntries_;
 };
 
 // Where an iteration over the table stands; see OrderedTable/OrderedSwTableIteration.h.
 class LOAM_EXPORT XxxSwTableIteratorState final
-    : public Zet::Tracked<XxxSwTableIteratorState, Asic::SwTableIteratorStateBase<XxxSwTable>> {
+    : public Zet::Tracked<XxxSwTableIteratorState, Asic::SwTableIteratorStateOf<XxxSwTable>> {
   public:
     XxxSwTableIteratorState();
     ~XxxSwTableIteratorState() override;
@@ -342,6 +349,8 @@ class LOAM_EXPORT XxxSwTableIteratorState final
     XxxEntry maybeUpdateCurrentEntry();
 
   private:
+    friend struct Zet::Described<XxxSwTableIteratorState>;
+
     XxxEntryKey bookmarkKey_;
 };
 

@@ -1,5 +1,6 @@
 #include <LoamSystemAcl/XxxEntryLog.h>
 #include <LoamSystemAcl/XxxInfraTypes.h>
+#include <LoamSystemAcl/XxxInspect.h>
 #include <LoamSystemAcl/XxxSwTable.h>
 #include <LoamSystemAcl/XxxSwTableHelperBase.h>
 #include <OrderedTable/UnitLoaded.h>
@@ -8,9 +9,8 @@ namespace LoamSystemAcl {
 
 namespace {
 
-constexpr std::string_view typeNames[] = {"XxxSwTableHelperBase"};
-constexpr Ombra::ModuleInspectData module{"XxxSwTableHelperBase", typeNames};
-OrderedTable::UnitLoaded const unitLoaded{module, XxxConstants::row.alignsAtLoad};
+OrderedTable::UnitLoaded const unitLoaded{xxxSwTableHelperBaseModule,
+                                          XxxConstants::row.alignsAtLoad};
 
 } // namespace
 
@@ -22,7 +22,7 @@ Ombra::Ptr<XxxSwTableHelperBase> XxxSwTableHelperBase::XxxSwTableHelperBaseIs() 
 }
 
 Ombra::TypeData XxxSwTableHelperBase::typeData() const {
-    return {&module, 0};
+    return Ombra::typeDataOf<XxxSwTableHelperBase>;
 }
 
 void XxxSwTableHelperBase::finalizeOnSuccess(Ombra::Ptr<XxxEntryWrapper> const&, bool,
