@@ -114,8 +114,7 @@ template <typename IteratorState, typename T>
 auto IterStateAccessor<IteratorState, T>::stepInAdditions() -> std::optional<Entry> {
     OMBRA_ASSERT(!flags().inTblCfg(), "!iterState_->state().inTblCfg()");
     auto const leave = [this] {
-        ZET_TRACE_AS("maybeUpdateCurrentEntry", _defaultTraceHandle(), 9, className,
-                     "  done with transAdd");
+        ZET_TRACE_AS("operator()", _defaultTraceHandle(), 9, className, "  done with transAdd");
         flags().inAddCollIs(false);
         flags().inTblCfgIs(!flags().skipTblCfg());
     };
