@@ -44,7 +44,7 @@ struct Argument {
 };
 
 // An attribute or an operation of a class.
-struct Attribute {
+struct LOAM_EXPORT Attribute {
     Class const* owner; // the class that declares it
     std::uint16_t number;
     AttributeKind kind;

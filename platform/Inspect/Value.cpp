@@ -76,17 +76,13 @@ Value::Value(Value const& other)
           return true;
       })} {}
 
-// Values don't know how to move: what stands in the room is copied, the other one dies later.
-Value::Value(Value&& other) noexcept {
-    if (other.isLarge()) {
-        type_ = other.type_;
+Value::Value(Value&& other) noexcept : type_{other.type_} {
+    if (isLarge()) {
         large_ = other.large_;
-        other.type_ = &Ombra::Impl::nothingType;
     } else {
-        other.type_->copy(room_, other.room_);
-        type_ = other.type_;
-        other.destroy();
+        type_->move(room_, other.room_);
     }
+    other.type_ = &Ombra::Impl::nothingType;
 }
 
 Value& Value::operator=(Value const& other) {

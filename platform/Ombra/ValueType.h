@@ -48,6 +48,7 @@ struct ValueType {
 
     void (*destroy)(void* value) = nullptr;
     void (*copy)(void* to, void const* from) = nullptr; // constructs
+    void (*move)(void* to, void* from) = nullptr;       // constructs, and destroys what was moved
     bool (*isEq)(void const* left, void const* right) = nullptr;
     void (*text)(void const* value, std::string& out) = nullptr; // appends
     void (*json)(void const* value, std::string& out) = nullptr; // appends

@@ -87,6 +87,10 @@ constexpr ValueType storable(ValueKind kind) {
     type.alignBytes = alignof(T);
     type.destroy = [](void* value) { std::destroy_at(static_cast<T*>(value)); };
     type.copy = [](void* to, void const* from) { new (to) T(*static_cast<T const*>(from)); };
+    type.move = [](void* to, void* from) {
+        new (to) T(std::move(*static_cast<T*>(from)));
+        std::destroy_at(static_cast<T*>(from));
+    };
     if constexpr (std::equality_comparable<T>) {
         type.isEq = [](void const* left, void const* right) {
             return *static_cast<T const*>(left) == *static_cast<T const*>(right);
@@ -195,6 +199,7 @@ constexpr ValueType makeNothing() {
     type.expects = "nothing";
     type.destroy = [](void*) {};
     type.copy = [](void*, void const*) {};
+    type.move = [](void*, void*) {};
     type.isEq = [](void const*, void const*) { return true; };
     type.text = [](void const*, std::string&) {};
     type.json = [](void const*, std::string& out) { out += "null"; };

@@ -1,7 +1,8 @@
 #pragma once
 
-#include "TableInUse.h"
+#include <LoamSystemAcl/TableInUse.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <Inspect/Object.h>
