@@ -126,11 +126,18 @@ std::size_t GroupResolver::runLane(Lane& lane, std::size_t most) {
     return committed;
 }
 
+// The operation stands in its lane until its commit has ended, well or by an exception.
 void GroupResolver::commitHead(Lane& lane) {
-    auto const entry = std::move(lane.queue.front());
-    lane.queue.pop_front();
-    lane.saidNoAtGenId = neverAsked;
-    --queued_;
+    auto const entry = lane.queue.front();
+    struct TakenOut {
+        ~TakenOut() {
+            lane.queue.pop_front();
+            lane.saidNoAtGenId = neverAsked;
+            --queued;
+        }
+        Lane& lane;
+        std::size_t& queued;
+    } const takenOut{lane, queued_};
     try {
         entry->commitEntry(entry);
     } catch (std::exception const& failure) {

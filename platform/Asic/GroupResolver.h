@@ -47,8 +47,9 @@ class LOAM_EXPORT GroupResolver : public Zet::Tracked<GroupResolver, Ombra::Node
         bool more = false; // the budget was used up; call again soon
     };
 
-    // When a commit throws, its operation is out of the queue and counted, the failure is logged,
-    // and the exception reaches the caller; the next `run` goes on behind it.
+    // An operation is taken out of the queue when its commit has ended. When the commit throws,
+    // that is done all the same, the failure is counted and logged, and the exception reaches the
+    // caller; the next `run` goes on behind it.
     RunResult run(std::size_t budget = defaultBudget);
 
     // True when every queued operation has said no and nothing has moved since.

@@ -191,13 +191,19 @@ TEST_F(Resolver, ACommitMayQueueMoreAlsoForATableThatHadNothing) {
     EXPECT_EQ(committed, (Names{"a1", "a2", "c1"}));
 }
 
-TEST_F(Resolver, AnOperationIsOutOfTheQueueWhenItCommits) {
-    a.onCommit = [&] {
-        EXPECT_EQ(resolver->queuedIn(typeid(Operation<'a'>)), 0U);
-        EXPECT_EQ(resolver->queued(), 0U);
-    };
+TEST_F(Resolver, AnOperationIsTakenOutOfTheQueueAfterItsCommit) {
     enq<'a'>(1);
-    resolver->run();
+    enq<'a'>(2);
+    auto const first = resolver->headOf(typeid(Operation<'a'>));
+    a.onCommit = [&] {
+        EXPECT_EQ(resolver->headOf(typeid(Operation<'a'>)), first);
+        EXPECT_EQ(resolver->queuedIn(typeid(Operation<'a'>)), 2U);
+        EXPECT_EQ(resolver->queued(), 2U);
+    };
+    resolver->run(1);
+    EXPECT_EQ(resolver->queuedIn(typeid(Operation<'a'>)), 1U);
+    EXPECT_EQ(resolver->queued(), 1U);
+    EXPECT_EQ(first->refCount(), 1U); // let go of
 }
 
 TEST_F(Resolver, ACommitThatThrowsIsCountedAndTheNextRunGoesOnBehindIt) {
