@@ -57,12 +57,8 @@ auto OrderedSwTableAccessor<T>::entryWriteGeneric(Key const& key, Entry const& e
     EntryVersion const version = nextVersionOf(key, __func__);
     swTable_->transientVersionForKeyIs(key, version);
 
-    // Only what a restarted agent replays while its table is marking may be suppressed as
-    // identical.
-    EntryFlags flags = EntryFlags::none;
     if (swTable_->inMarkingState()) {
         swTable_->markedKeyIs(key);
-        flags = EntryFlags::flagSuppressIdenticalWrites;
     }
 
     auto const entryHandle = newHandle(version, key, responseHandler);
@@ -72,6 +68,10 @@ auto OrderedSwTableAccessor<T>::entryWriteGeneric(Key const& key, Entry const& e
     swTable_->transientRemoveEntryDel(key);
     swTable_->transientAddEntryIs(wrapper);
 
+    // Only what a restarted agent replays while its table is marking may be suppressed as
+    // identical. Asked here and not above: a subscriber of the changes may have ended the phase.
+    EntryFlags const flags =
+        swTable_->inMarkingState() ? EntryFlags::flagSuppressIdenticalWrites : EntryFlags::none;
     auto const resolverEntry =
         Ombra::ptrIs<ResolverEntry>(depEntryHandle, flags, swTable_, wrapper);
     swTable_->groupResolver()->resolverQueueEnq(resolverEntry);

@@ -110,6 +110,28 @@ TYPED_TEST(EntryWrite, WhileTheTableMarksAWriteMarksItsKeyAndMayBeSuppressed) {
     EXPECT_EQ(t.head()->flags(), EntryFlags::flagSuppressIdenticalWrites);
 }
 
+// Whether it may be suppressed is asked when its resolver entry is made, behind all the changes.
+TYPED_TEST(EntryWrite, OfAPhaseThatASubscriberEndsMeanwhileIsNotSuppressed) {
+    WritePath<TypeParam> t;
+    using Field = typename TypeParam::SwTable::Field;
+    for (auto const field :
+         {Field::markedKey, Field::transientRemoveEntry, Field::transientAddEntry}) {
+        t.remove(1);
+        t.table->inMarkingStateIs(true);
+        auto const subscription = t.table->publisher()->subscribe([&](Ombra::Change const& change) {
+            if (change.fieldId == field) {
+                t.table->inMarkingStateIs(false);
+            }
+        });
+        t.write(1, 7);
+        t.commitOne();
+        EXPECT_EQ(t.head()->flags(), EntryFlags::none);
+        EXPECT_TRUE(t.table->markedKeyHas(typename TypeParam::Key{1}));
+        t.commitAll();
+        t.table->markedKeyDelAll();
+    }
+}
+
 TYPED_TEST(EntryWrite, WhileTheTableDoesNotMarkAWriteDoesNeither) {
     WritePath<TypeParam> t;
     t.write(1, 7);
