@@ -10,6 +10,7 @@
 #include <RingScribe/Write.h>
 #include <Zet/EmbeddedMapAttr.h>
 #include <Zet/KeyedCollectionAttr.h>
+#include <Zet/MutatorException.h>
 #include <Zet/QueueAttr.h>
 #include <Zet/SetAttr.h>
 #include <Zet/Trace.h>
@@ -218,6 +219,9 @@ void XxxSwTable::setRsrcPtrs(Ombra::Ptr<XxxEntryWrapper> const& entry, bool refr
 void XxxSwTable::restoreEntries() {}
 
 void XxxSwTable::swTableHelperIs(Ombra::Ptr<XxxSwTableHelperBase> const& swTableHelper) {
+    if (swTableHelper == nullptr) {
+        Zet::throwMutatorArgNullPointerException(&xxxSwTableModule, 2, Field::swTableHelper);
+    }
     if (swTableHelper != swTableHelper_) {
         auto const former = std::exchange(swTableHelper_, swTableHelper);
         publisherRef().publishChange(Field::swTableHelper, &former);

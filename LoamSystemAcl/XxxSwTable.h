@@ -179,6 +179,7 @@ class LOAM_EXPORT XxxSwTable final
 
     // --- attributes
 
+    // Never null; a null one is refused by `Ombra::NullPointerException`.
     Ombra::Ptr<XxxSwTableHelperBase> const& swTableHelper() const noexcept {
         return swTableHelper_;
     }

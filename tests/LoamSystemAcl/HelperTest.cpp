@@ -1,5 +1,7 @@
 #include "WritePath.h"
 
+#include <Ombra/Exception.h>
+
 namespace LoamSystemAcl {
 namespace {
 
@@ -131,6 +133,13 @@ TEST(Helper, AClientsReplacesTheOneThatIsThereAndTheChangeIsTold) {
     t.agent.makeSwTable<EntryPath::Family>(0, false, nullptr);
     EXPECT_EQ(t.table->swTableHelper(), client);
     EXPECT_EQ(formers, std::vector{base});
+}
+
+TEST(Helper, OfATableIsNeverNull) {
+    EntryPath t;
+    auto const base = t.table->swTableHelper();
+    EXPECT_THROW(t.table->swTableHelperIs(nullptr), Ombra::NullPointerException);
+    EXPECT_EQ(t.table->swTableHelper(), base);
 }
 
 TEST(Helper, AnUpdateCallsItDirectly) {
