@@ -36,7 +36,8 @@ struct QueueAttr {
             queue.doClear(true);
             return;
         }
-        while (deq(queue, publisher, fieldId) != nullptr) {
+        while (!queue.empty()) {
+            deq(queue, publisher, fieldId);
         }
     }
 };

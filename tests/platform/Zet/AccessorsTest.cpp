@@ -386,6 +386,16 @@ TEST_F(QueueAttr, DelAllTellsASubscriberOfEveryElementAndKeepsTheNumbering) {
     EXPECT_EQ(queue_.newestNumber(), 21U);
 }
 
+TEST_F(QueueAttr, DelAllTakesAnElementThatIsNullLikeAnyOther) {
+    enq(10);
+    Attr::enq(queue_, heard_.publisher, field, nullptr);
+    enq(11);
+    heard_.changes.clear();
+    Attr::delAll(queue_, heard_.publisher, field);
+    EXPECT_TRUE(queue_.empty());
+    EXPECT_EQ(heard_.changes.size(), 3U);
+}
+
 TEST_F(QueueAttr, DelAllWithoutSubscribersKeepsTheNumberingToo) {
     for (int i = 0; i != 20; ++i) {
         enq(i);
