@@ -8,6 +8,10 @@
 // Two layers answer: the pending operations, from the moment that a write, remove or remove-all
 // returns, and behind them what is committed. A client therefore reads its own writes. What there
 // is nothing to say about is answered by the default entry, which bears the all-zero key.
+//
+// A read counts a reference of its own to the entry log, and the log's queries count one to the
+// unit's table, so that neither can go while it lasts: a trace or a report of damage may run code
+// that lets go of them.
 namespace Asic {
 
 // The newest pending write, then a pending remove, then the committed entry. A pending remove-all
@@ -22,7 +26,8 @@ Entry OrderedSwTableAccessor<T>::entryReadGeneric(Key const& key) const {
     if (swTable_->transientRemoveEntryHas(key)) {
         return Entry{};
     }
-    if (swTable_->entryLog()->entryHas(key, swTable_->unitId())) {
+    auto const entryLog = swTable_->entryLog();
+    if (entryLog->entryHas(key, swTable_->unitId())) {
         return swTable_->entryFromConfig(key);
     }
     ZET_TRACE(_defaultTraceHandle(), 1, className, "Failed to find entry for key: {}", key);
@@ -35,7 +40,8 @@ template <typename Key, typename Entry>
 Entry OrderedSwTableAccessor<T>::entryFromConfig(Key const& key) const {
     using Record = typename Family::ConfigSlateEntry;
     ZET_TRACE(_defaultTraceHandle(), 8, className, "key: {}", key);
-    auto const configSlate = swTable_->entryLog()->tableConfigSlate(swTable_->unitId());
+    auto const entryLog = swTable_->entryLog();
+    auto const configSlate = entryLog->tableConfigSlate(swTable_->unitId());
     Record const record = OrderedTable::recordOf(configSlate->swTableEntries(), key);
     Record const none{};
     if (Record::isEq(&record, &none) || record.inDeletion()) {
@@ -53,7 +59,8 @@ bool OrderedSwTableAccessor<T>::entryHas(Key const& key) const {
     if (swTable_->transientRemoveEntryHas(key) || swTable_->transientRemoveAllVersion().valid()) {
         return false;
     }
-    return swTable_->entryLog()->entryHas(key, swTable_->unitId());
+    auto const entryLog = swTable_->entryLog();
+    return entryLog->entryHas(key, swTable_->unitId());
 }
 
 // The number of visible entries: an overwrite adds none, and removing what was never committed
@@ -64,7 +71,7 @@ std::uint32_t OrderedSwTableAccessor<T>::entrys() const {
     if (swTable_->transientRemoveAllVersion().valid()) {
         return swTable_->transientAddEntrys();
     }
-    auto const& entryLog = swTable_->entryLog();
+    auto const entryLog = swTable_->entryLog();
     auto const unitId = swTable_->unitId();
     std::uint32_t adds = swTable_->transientAddEntrys();
     std::uint32_t removes = swTable_->transientRemoveEntrys();
@@ -84,7 +91,7 @@ std::uint32_t OrderedSwTableAccessor<T>::entrys() const {
 // something committed and not yet acknowledged.
 template <typename T>
 bool OrderedSwTableAccessor<T>::hasPendingHwWrites() const {
-    auto const& entryLog = swTable_->entryLog();
+    auto const entryLog = swTable_->entryLog();
     bool const pending = swTable_->transientAddEntrys() != 0 ||
                          swTable_->transientRemoveEntrys() != 0 ||
                          swTable_->transientRemoveAllVersion().valid() ||
