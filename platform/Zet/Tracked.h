@@ -13,9 +13,10 @@
 //     class XxxEntryWrapper : public Zet::Tracked<XxxEntryWrapper, Ombra::Node, perOperation>
 //     {...};
 //
-// `new` counts the object and allocates it; when the constructor throws, the language calls the
-// matching `delete`, which undoes both in reverse. A class derived from such a class by a client is
-// made and counted the same way, under the tracker of the class that it derives from.
+// `new` counts the object and allocates it; when there is no memory, the count is undone; when the
+// constructor throws, the language calls the matching `delete`, which undoes both in reverse. A
+// class derived from such a class by a client is made and counted the same way, under the tracker
+// of the class that it derives from.
 namespace Zet {
 
 // An enumeration, because an instantiation over a class object would stay hidden in its library.
@@ -35,10 +36,15 @@ class LOAM_EXPORT Tracked : public Base {
         auto const bytes = static_cast<unsigned int>(size);
         AllocTrackTypeInfo::_trackAllocation(&memAllocationTracker_, typeid(Self), bytes,
                                              AllocTrackTypeInfo::granularityOf(bytes));
-        if constexpr (std::is_same_v<std::remove_cv_t<decltype(pattern)>, NoPattern>) {
-            return Pallet::slabAlloc(bytes);
-        } else {
-            return Pallet::slabAlloc(bytes, pattern);
+        try {
+            if constexpr (std::is_same_v<std::remove_cv_t<decltype(pattern)>, NoPattern>) {
+                return Pallet::slabAlloc(bytes);
+            } else {
+                return Pallet::slabAlloc(bytes, pattern);
+            }
+        } catch (...) {
+            AllocTrackTypeInfo::trackDeallocation(memAllocationTracker_);
+            throw;
         }
     }
 

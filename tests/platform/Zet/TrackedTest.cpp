@@ -3,7 +3,16 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <stdexcept>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+// Under the address sanitizer, too, memory that is not there is an answer and not the end.
+extern "C" char const* __asan_default_options() {
+    return "allocator_may_return_null=1";
+}
 
 namespace {
 
@@ -56,6 +65,29 @@ TEST(Tracked, AConstructorThatThrowsLeavesTheCountUnchanged) {
     EXPECT_THROW(Ombra::ptrIs<PerOperation>(true), std::runtime_error);
     EXPECT_EQ(AllocTrackTypeInfo::live(PerOperation::memAllocationTracker_), before);
     EXPECT_EQ(liveIn(Pallet::SlabAllocationPattern::perOperation), slabs);
+}
+
+// More than the process may have: the child that finds out exits with 0 when the count is right.
+struct Huge : Zet::Tracked<Huge, Ombra::Node> {
+    char payload[1U << 30];
+};
+
+TEST(Tracked, AnAllocationThatFailsLeavesTheCountUnchanged) {
+    auto const child = ::fork();
+    if (child == 0) {
+        rlimit const none{0, 0};
+        ::setrlimit(RLIMIT_AS, &none);
+        try {
+            Ombra::ptrIs<Huge>();
+        } catch (std::bad_alloc const&) {
+            ::_exit(AllocTrackTypeInfo::live(Huge::memAllocationTracker_) == 0 ? 0 : 1);
+        }
+        ::_exit(2);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 TEST(Tracked, AClientsDerivedClassIsCountedWithItsBase) {
