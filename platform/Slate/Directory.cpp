@@ -135,7 +135,8 @@ std::uint32_t Directory::nextOwner(std::uint32_t owner) const {
 }
 
 Next Directory::next(Position from) const {
-    std::uint32_t const perExtent = extents_.bytesEach() / sizeof(Bucket);
+    std::uint32_t const perExtent =
+        extents_.bytesEach() / static_cast<std::uint32_t>(sizeof(Bucket));
     while (from.owner < geometry_.bucketCount) {
         if (!present(from.owner)) {
             from = {(from.owner / perExtent + 1) * perExtent, true, 0, 0};

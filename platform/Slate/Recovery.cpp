@@ -37,7 +37,8 @@ void Recovery::scan(bool strict) {
     emptyTails_.clear();
     std::uint32_t const owners = directory_.geometry_.bucketCount;
     directory_.occupied_.assign((owners + 63) / 64, 0);
-    std::uint32_t const perExtent = store_.extents_.bytesEach() / sizeof(Bucket);
+    std::uint32_t const perExtent =
+        store_.extents_.bytesEach() / static_cast<std::uint32_t>(sizeof(Bucket));
     for (std::uint32_t owner = 0; owner < owners;) {
         if (directory_.present(owner)) {
             scanChain(owner, strict);
