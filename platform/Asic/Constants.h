@@ -8,11 +8,11 @@
 
 // Where things lie in shared memory. All paths of a group hang below its canonical name:
 //
-//     <group>/<namespace>/<table>/entryLog          change log of a table
-//     <group>/<namespace>/<table>/config/<unit>     configuration table of a unit, unit in decimal
-//     <group>/announce/<tableId>                    what the agent has announced of a table, 8 hex
-//     digits <group>/tableVersionMap                       what the hardware side has applied
-//     <group>/agent                                 which run of the agent this is
+//     <group>/<namespace>/<table>/entryLog         change log of a table
+//     <group>/<namespace>/<table>/config/<unit>    configuration table of a unit, in decimal
+//     <group>/announce/<tableId>                   what the agent has announced of a table, in hex
+//     <group>/tableVersionMap                      what the hardware side has applied
+//     <group>/agent                                which run of the agent this is
 namespace Asic {
 
 struct LOAM_EXPORT Constants {

@@ -28,8 +28,8 @@ class LOAM_EXPORT GenId : public Orbis::Entity {
     std::uint64_t majorId() const;
     std::uint64_t minorId() const;
 
-    // Advances an id by `by`, in one transaction: increments of several processes add up. An
-    // advance of the major id sets the minor id to 0.
+    // Advances one id by `by` and leaves the other alone, in one transaction: increments of several
+    // processes add up.
     void majorIdInc(unsigned short by);
     void minorIdInc(unsigned short by);
 };

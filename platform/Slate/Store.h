@@ -28,9 +28,8 @@
 //  1. Every entry word of the directory refers to a slot that is live, holds a key that belongs to
 //     the entry, and has a matching checksum.
 //  2. Slots that no entry word refers to are free. So one 8-byte store into the directory commits
-//  an
-//     insert (word set), a replacement (word changed) or a removal (word cleared, or overwritten by
-//     the word that fills its place).
+//     an insert (word set), a replacement (word changed) or a removal (word cleared, or overwritten
+//     by the word that fills its place).
 //  3. A key has one slot. For the moment of a move inside a chain that slot has two words.
 //  4. A slot is not written while a word refers to it. A reader that holds an old word sees by the
 //     slot's state word, which never repeats, that the slot was taken for something else.
