@@ -68,7 +68,7 @@ class EntryLogAccessor {
     static char const* className() noexcept { return EntryLog::className; }
 
     LogVersion suppressedVersion(LogEntry const& tableEntry, ConfigSlate& configSlate,
-                                 SwTableStats& stats) const;
+                                 Ombra::Ptr<SwTableStats> const& stats) const;
     LogVersion record(LogVersion version, EntryFlags logFlags, UnitId unitId,
                       LogEntry const& logEntry, NeededPtr const& neededEntry);
     void removeLogRecord(LogVersion version);

@@ -14,8 +14,7 @@
 //     the version was taken      nothing; the counter resumes at the last published value
 //     the configuration table    a record with a version above the scratchpad, and no log record
 //     the change log             both records; the next change takes the same version again, and
-//     its
-//                                log record replaces this one
+//                                its log record replaces this one
 //     the scratchpad             everything stored; only the group was not told
 //
 // A delete doesn't remove the record of its key: it marks it `inDeletion`, and the record goes when
@@ -33,7 +32,7 @@ LogVersion EntryLogAccessor<E>::entryIs(LogEntry const& tableEntry, ResourceKeys
     ZET_SASSERT(configSlate, "tableConfigSlateHas( unitId )",
                 "Config slate for unitId:" << unitId << " is not created yet!");
     if (suppressIdenticalWrites) {
-        if (LogVersion const stored = suppressedVersion(tableEntry, *configSlate, *stats);
+        if (LogVersion const stored = suppressedVersion(tableEntry, *configSlate, stats);
             stored != 0) {
             return stored;
         }
@@ -46,11 +45,12 @@ LogVersion EntryLogAccessor<E>::entryIs(LogEntry const& tableEntry, ResourceKeys
     return record(version, EntryFlags::none, unitId, tableEntry, neededEntry);
 }
 
-// The version that stands for an identical entry; 0 when the write is to go on.
+// The version that stands for an identical entry; 0 when the write is to go on. Counts only what it
+// compares.
 template <typename E>
 LogVersion EntryLogAccessor<E>::suppressedVersion(LogEntry const& tableEntry,
                                                   ConfigSlate& configSlate,
-                                                  SwTableStats& stats) const {
+                                                  Ombra::Ptr<SwTableStats> const& stats) const {
     auto const stored = OrderedTable::recordOf(configSlate.swTableEntries(), tableEntry.key());
     ConfigSlateEntry const empty{};
     if (ConfigSlateEntry::isEq(&stored, &empty) || stored.inDeletion()) {
@@ -61,10 +61,10 @@ LogVersion EntryLogAccessor<E>::suppressedVersion(LogEntry const& tableEntry,
                      "Not Suppressing write because entry or resource key is different  for key: "
                      "{}",
                      tableEntry.key());
-        stats.suppressCheckDiffCntInc(1);
+        stats->suppressCheckDiffCntInc(1);
         return 0;
     }
-    stats.suppressedWriteCntInc(1);
+    stats->suppressedWriteCntInc(1);
     ZET_TRACE_AS("entryIs", _defaultTraceHandle(), 3, className(),
                  "Suppressing identical write for key: {}", tableEntry.key());
     return stored.logVersion();

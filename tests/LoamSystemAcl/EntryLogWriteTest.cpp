@@ -1,232 +1,14 @@
 #include "EntryLogFixture.h"
 
-#include <gmock/gmock.h>
-
 #include <string>
 #include <vector>
 
+// The three changes of a table: entry written, entry deleted, all entries of a unit deleted.
 namespace LoamSystemAcl::entry_log_test {
 namespace {
 
 class EntryLogWrite : public MountedEntryLogTest {};
 using EntryLogWriteDeathTest = EntryLogWrite;
-class EntryLogConstruction : public EntryLogTest {};
-class EntryLogCrash : public MountedEntryLogTest {
-  public:
-    // The agent dies and comes up again; unit 0 is mounted as it was.
-    void dieAndComeUp() {
-        restart();
-        log->mountSlateConfig(0, 0);
-    }
-};
-
-// --- construction and attributes
-
-TEST_F(EntryLogConstruction, MountsTheChangeLogAndNoConfigurationTable) {
-    EXPECT_NE(log->tableEntryLog(), nullptr);
-    EXPECT_EQ(log->tableConfigSlate(0), nullptr);
-    EXPECT_EQ(log->tableId(), Constants::tableId);
-    EXPECT_EQ(log->entityManager(), agent.entityManager());
-    EXPECT_EQ(log->groupInterface(), agent.group());
-    EXPECT_EQ(log->agentName(), "LoamSystemAcl");
-    EXPECT_EQ(log->tableVersion(), 0U);
-    EXPECT_EQ(log->logCleanedVersion(), 0U);
-}
-
-TEST_F(EntryLogConstruction, TracesItsInitialisationAndItsMountWithoutArguments) {
-    TraceCapture const trace{logHandle};
-    auto const another = Family::EntryLog::Ipv4SystemPolicyTcamEntryEntryLogIs(
-        Constants::tableId, agent.entityManager(), agent.group(), "LoamSystemAcl");
-    ASSERT_GE(trace.lines.size(), 2U);
-    EXPECT_EQ(trace.lines[0],
-              (TraceCapture::Line{logHandle, 8, logHandle, "handleInitialized", ""}));
-    EXPECT_EQ(trace.lines[1],
-              (TraceCapture::Line{logHandle, 8, logHandle, "mountSlateChangeLog", ""}));
-}
-
-TEST_F(EntryLogConstruction, TheFactoryMakesALog) {
-    Ombra::Ptr<Family::EntryLog> const made = ipv4SystemPolicyTcamEntryEntryLogFactory(
-        Constants::tableId, agent.entityManager(), agent.group(), "someone");
-    EXPECT_EQ(made->agentName(), "someone");
-    EXPECT_EQ(made->tableEntryLog(), log->tableEntryLog());
-}
-
-TEST_F(EntryLogConstruction, AConfigurationTableIsAddedReplacedAndRemovedByItsSetter) {
-    log->mountSlateConfig(1, 0);
-    log->mountSlateConfig(2, 0);
-    auto const first = log->tableConfigSlateDel(1);
-    auto const second = log->tableConfigSlateDel(2);
-
-    log->tableConfigSlateIs(1, nullptr); // null on an unknown unit
-    EXPECT_EQ(log->tableConfigSlate(1), nullptr);
-    log->tableConfigSlateIs(1, first); // an object on an unknown unit
-    EXPECT_EQ(log->tableConfigSlate(1), first);
-    log->tableConfigSlateIs(1, second); // an object on a known unit
-    EXPECT_EQ(log->tableConfigSlate(1), second);
-    log->tableConfigSlateIs(1, nullptr); // null on a known unit
-    EXPECT_EQ(log->tableConfigSlate(1), nullptr);
-    EXPECT_EQ(log->tableConfigSlateDel(1), nullptr);
-}
-
-TEST_F(EntryLogConstruction, AllConfigurationTablesGoAtOnce) {
-    log->mountSlateConfig(1, 0);
-    log->mountSlateConfig(0xffff, 0);
-    log->tableConfigSlateDelAll();
-    EXPECT_EQ(log->tableConfigSlate(1), nullptr);
-    EXPECT_EQ(log->tableConfigSlate(0xffff), nullptr);
-}
-
-TEST_F(EntryLogConstruction, ALogThatGoesReleasesItsSlates) {
-    auto another = ipv4SystemPolicyTcamEntryEntryLogFactory(
-        Constants::tableId, agent.entityManager(), agent.group(), "LoamSystemAcl");
-    another->mountSlateConfig(3, 0);
-    auto const changeLog = another->tableEntryLog();
-    auto const configuration = another->tableConfigSlate(3);
-    auto const changeLogCount = changeLog->refCount();
-    auto const configurationCount = configuration->refCount();
-    another = nullptr;
-    EXPECT_EQ(changeLog->refCount(), changeLogCount - 1);
-    EXPECT_EQ(configuration->refCount(), configurationCount - 1);
-}
-
-// --- what moves a key
-
-enum class KeyState { absent, live, inDeletion };
-enum class Event {
-    writeSame,
-    writeOther,
-    writeSameSuppressed,
-    writeOtherSuppressed,
-    remove,
-    removeAll,
-    trim,
-    mountAgain,
-};
-enum class Version { taken, storedOne, zero, none };
-
-struct Transition {
-    char const* name;
-    KeyState from;
-    Event event;
-    KeyState to;
-    Version answer;      // what the operation gives
-    bool recordMoved;    // the key's record carries the new version
-    unsigned suppressed; // by how much each counter moves
-    unsigned differing;
-};
-
-constexpr Transition transitions[] = {
-    {"AbsentWritten", KeyState::absent, Event::writeSame, KeyState::live, Version::taken, true, 0,
-     0},
-    {"AbsentWrittenWithSuppression", KeyState::absent, Event::writeSameSuppressed, KeyState::live,
-     Version::taken, true, 0, 0},
-    {"LiveWrittenTheSame", KeyState::live, Event::writeSame, KeyState::live, Version::taken, true,
-     0, 0},
-    {"LiveWrittenAnother", KeyState::live, Event::writeOther, KeyState::live, Version::taken, true,
-     0, 0},
-    {"LiveWrittenTheSameWithSuppression", KeyState::live, Event::writeSameSuppressed,
-     KeyState::live, Version::storedOne, false, 1, 0},
-    {"LiveWrittenAnotherWithSuppression", KeyState::live, Event::writeOtherSuppressed,
-     KeyState::live, Version::taken, true, 0, 1},
-    {"LiveRemoved", KeyState::live, Event::remove, KeyState::inDeletion, Version::taken, true, 0,
-     0},
-    {"LiveRemovedWithItsTable", KeyState::live, Event::removeAll, KeyState::inDeletion,
-     Version::taken, true, 0, 0},
-    {"LiveTrimmed", KeyState::live, Event::trim, KeyState::live, Version::none, false, 0, 0},
-    {"LiveMountedAgain", KeyState::live, Event::mountAgain, KeyState::live, Version::none, false, 0,
-     0},
-    {"DeletedWrittenTheSame", KeyState::inDeletion, Event::writeSame, KeyState::live,
-     Version::taken, true, 0, 0},
-    {"DeletedWrittenTheSameWithSuppression", KeyState::inDeletion, Event::writeSameSuppressed,
-     KeyState::live, Version::taken, true, 0, 0},
-    {"DeletedWrittenAnotherWithSuppression", KeyState::inDeletion, Event::writeOtherSuppressed,
-     KeyState::live, Version::taken, true, 0, 0},
-    {"DeletedRemoved", KeyState::inDeletion, Event::remove, KeyState::inDeletion, Version::taken,
-     true, 0, 0},
-    {"DeletedRemovedWithItsTable", KeyState::inDeletion, Event::removeAll, KeyState::inDeletion,
-     Version::taken, false, 0, 0},
-    {"DeletedTrimmed", KeyState::inDeletion, Event::trim, KeyState::absent, Version::none, false, 0,
-     0},
-    {"DeletedMountedAgain", KeyState::inDeletion, Event::mountAgain, KeyState::absent,
-     Version::none, false, 0, 0},
-    {"AbsentRemoved", KeyState::absent, Event::remove, KeyState::absent, Version::zero, false, 0,
-     0},
-    {"AbsentRemovedWithItsTable", KeyState::absent, Event::removeAll, KeyState::absent,
-     Version::taken, false, 0, 0},
-};
-
-class EntryLogKey : public MountedEntryLogTest, public testing::WithParamInterface<Transition> {
-  public:
-    LogVersion apply(Event event) {
-        switch (event) {
-        case Event::writeSame:
-            return write(key, 1);
-        case Event::writeOther:
-            return write(key, 2);
-        case Event::writeSameSuppressed:
-            return write(key, 1, true);
-        case Event::writeOtherSuppressed:
-            return write(key, 2, true);
-        case Event::remove:
-            return remove(key);
-        case Event::removeAll:
-            return removeAll();
-        case Event::trim:
-            log->cleanupEntryLog(log->tableVersion());
-            return 0;
-        case Event::mountAgain:
-            log->mountSlateConfig(0, log->tableVersion());
-            return 0;
-        }
-        return 0;
-    }
-
-    KeyState state() {
-        auto const record = stored(key);
-        if (!record) {
-            return KeyState::absent;
-        }
-        return record->inDeletion() ? KeyState::inDeletion : KeyState::live;
-    }
-
-    Key const key{77};
-};
-
-TEST_P(EntryLogKey, MovesAsItsStateAndTheOperationSay) {
-    Transition const& row = GetParam();
-    write(Key{1}, 1); // a neighbour, so that versions are not 0
-    if (row.from != KeyState::absent) {
-        write(key, 1);
-    }
-    if (row.from == KeyState::inDeletion) {
-        remove(key);
-    }
-    LogVersion const before = log->tableVersion();
-    LogVersion const storedVersion = log->entryLogVersion(key, 0);
-    ASSERT_EQ(state(), row.from);
-
-    LogVersion const answer = apply(row.event);
-
-    EXPECT_EQ(state(), row.to);
-    EXPECT_EQ(answer, row.answer == Version::taken       ? before + 1
-                      : row.answer == Version::storedOne ? storedVersion
-                                                         : 0);
-    bool const taken = row.answer == Version::taken;
-    EXPECT_EQ(log->tableVersion(), before + (taken ? 1 : 0));
-    EXPECT_EQ(scratchpad(), log->tableVersion());
-    EXPECT_EQ(announced(), log->tableVersion());
-    if (row.event != Event::trim) {
-        EXPECT_EQ(changes().memberCount(), log->tableVersion());
-    }
-    if (row.to != KeyState::absent) {
-        EXPECT_EQ(stored(key)->logVersion(), row.recordMoved ? before + 1 : storedVersion);
-    }
-    EXPECT_EQ(stats->suppressedWriteCnt(), row.suppressed);
-    EXPECT_EQ(stats->suppressCheckDiffCnt(), row.differing);
-}
-
-INSTANTIATE_TEST_SUITE_P(InEveryState, EntryLogKey, testing::ValuesIn(transitions),
-                         [](auto const& param) { return std::string{param.param.name}; });
 
 // --- entryIs
 
@@ -352,6 +134,14 @@ TEST_F(EntryLogWrite, AWriteOfAKeyNeverSeenIsNeitherSuppressedNorCounted) {
     EXPECT_TRUE(trace.texts(3).empty());
 }
 
+TEST_F(EntryLogWrite, OnlyAComparisonLooksAtTheCounters) {
+    auto const entry = logEntryOf(Key{1}, 5);
+    EXPECT_EQ(log->entryIs(entry, ResourceKeys{}, nullptr, 0, nullptr, true), 1U); // never seen
+    remove(Key{1});
+    EXPECT_EQ(log->entryIs(entry, ResourceKeys{}, nullptr, 0, nullptr, true), 3U); // in deletion
+    EXPECT_EQ(log->entryIs(entry, ResourceKeys{}, nullptr, 0, nullptr, false), 4U);
+}
+
 TEST_F(EntryLogWrite, AnIdenticalRecordOfVersionZeroIsWrittenThoughItWasCounted) {
     storedIs(ConfigSlateEntry{logEntryOf(Key{1}, 5), ResourceKeys{}, 0, false});
     EXPECT_EQ(write(Key{1}, 5, true), 1U);
@@ -463,60 +253,6 @@ TEST_F(EntryLogWrite, ATableDeleteRecordHoldsTheEmptyEntryAndTheUnit) {
     EXPECT_EQ(logged(3)->logEntry, LogEntry{Key{0}});
     EXPECT_FALSE(stored(Key{1}, 0)->inDeletion());
     EXPECT_TRUE(stored(Key{1}, 7)->inDeletion());
-}
-
-// --- what a crash leaves: the half-done change is made by the stores themselves
-
-TEST_F(EntryLogCrash, AfterTheVersionWasTakenTheCounterResumesAtThePublishedValue) {
-    write(Key{1}, 1);
-    EXPECT_EQ(log->tableVersionInc(1), 2U);
-    dieAndComeUp();
-    EXPECT_EQ(log->tableVersion(), 1U);
-    EXPECT_EQ(write(Key{2}, 2), 2U);
-}
-
-TEST_F(EntryLogCrash, AfterTheConfigurationTableARecordStandsAboveTheScratchpadWithoutALogRecord) {
-    write(Key{1}, 1);
-    storedIs(ConfigSlateEntry{logEntryOf(Key{1}, 9), ResourceKeys{}, 2, false});
-    dieAndComeUp();
-    EXPECT_EQ(log->tableVersion(), 1U);
-    EXPECT_EQ(scratchpad(), 1U);
-    EXPECT_EQ(log->entryLogVersion(Key{1}, 0), 2U);
-    EXPECT_EQ(valueOf(log->entry(Key{1}, 0)), 9U);
-    EXPECT_FALSE(logged(2));
-    EXPECT_EQ(announced(), 1U);
-    EXPECT_EQ(write(Key{3}, 3), 2U); // nothing is repaired: the version is taken by the next change
-    EXPECT_EQ(logged(2)->logEntry, logEntryOf(Key{3}, 3));
-}
-
-TEST_F(EntryLogCrash, AfterTheChangeLogTheNextChangeTakesTheVersionAgainAndReplacesTheRecord) {
-    write(Key{1}, 1);
-    storedIs(ConfigSlateEntry{logEntryOf(Key{2}, 9), ResourceKeys{}, 2, false});
-    loggedIs(LogSlateEntry{2, Asic::EntryFlags::none, 0, logEntryOf(Key{2}, 9)});
-    dieAndComeUp();
-    EXPECT_EQ(log->tableVersion(), 1U);
-    EXPECT_TRUE(logged(2));
-    EXPECT_EQ(valueOf(log->entry(Key{2}, 0)), 9U);
-
-    EXPECT_EQ(remove(Key{1}), 2U);
-    EXPECT_EQ(changes().memberCount(), 2U);
-    EXPECT_EQ(logged(2)->logFlags, Asic::EntryFlags::flagEntryDeleted);
-    EXPECT_EQ(logged(2)->logEntry, logEntryOf(Key{1}, 1));
-    EXPECT_EQ(scratchpad(), 2U);
-}
-
-TEST_F(EntryLogCrash, AfterTheScratchpadAllStoresAgree) {
-    write(Key{1}, 1);
-    storedIs(ConfigSlateEntry{logEntryOf(Key{2}, 9), ResourceKeys{}, 2, false});
-    loggedIs(LogSlateEntry{2, Asic::EntryFlags::none, 0, logEntryOf(Key{2}, 9)});
-    log->tableEntryLog()->control()->scratchpadIs(2);
-    EXPECT_EQ(announced(), 1U);
-    dieAndComeUp();
-    EXPECT_EQ(log->tableVersion(), 2U);
-    EXPECT_EQ(log->entryLogVersion(Key{2}, 0), 2U);
-    EXPECT_TRUE(logged(2));
-    EXPECT_EQ(announced(), 2U) << "the group hears of it at the next start";
-    EXPECT_EQ(write(Key{3}, 3), 3U);
 }
 
 } // namespace
