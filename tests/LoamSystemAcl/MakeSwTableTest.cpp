@@ -1,15 +1,12 @@
 #include "EntryLogFixture.h"
 
 #include <LoamSystemAcl/Ipv4SystemPolicyTcamActionInterface.h>
-#include <RingScribe/Reader.h>
 #include <RingScribe/TraceHandle.h>
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <string>
-#include <support/TemporaryRoot.h>
 #include <utility>
 #include <vector>
 
@@ -165,6 +162,14 @@ TEST_F(MakeSwTable, AResetOfAnExistingTableEmptiesItThroughTheLog) {
               std::vector<std::string>{" Clearing entries for table id: 08:08:0404"});
 }
 
+TEST_F(MakeSwTable, AResetReleasesNoResources) {
+    storeInAFormerRun(1);
+    TraceCapture const trace{"Ipv4SystemPolicyTcamEntrySwTable"};
+    make(true); // new
+    make(true); // exists
+    EXPECT_EQ(trace.count(8, " releaseResources: false, neededEntry:none "), 2U);
+}
+
 TEST_F(MakeSwTable, AnExistingTableIsNotToldAVersionAgain) {
     auto const table = make(true);
     agent.acknowledge(Constants::tableId, 7);
@@ -286,61 +291,7 @@ TEST_F(MakeSwTableDeathTest, ATableOfAnotherClassInItsSetStopsTheProcess) {
     EXPECT_DEATH(make(true), "existingTbl");
 }
 
-// --- the ring trace
-
-class MakeSwTableRing : public MakeSwTable {
-  public:
-    MakeSwTableRing() { RingScribe::open(file.string(), 1U << 18); }
-    ~MakeSwTableRing() override {
-        RingScribe::close();
-        std::filesystem::remove(file);
-    }
-
-    struct Message {
-        std::string format;
-        std::string className;
-        std::string function;
-        std::string text;
-        friend bool operator==(Message const&, Message const&) = default;
-    };
-
-    std::vector<Message> messages() const {
-        std::vector<Message> all;
-        RingScribe::Reader{file.string()}.forEach([&](RingScribe::Reader::Msg const& msg) {
-            all.push_back({msg.description->format, msg.description->className,
-                           msg.description->function, msg.text()});
-        });
-        return all;
-    }
-
-    std::filesystem::path const file =
-        std::filesystem::path{ZetSharedMem::root().str()} / "make-sw-table.ring";
-};
-
-TEST_F(MakeSwTableRing, ANewTablesResetIsOneMessageWithTheUnit) {
-    make(true, 258);
-    EXPECT_EQ(messages(),
-              std::vector{(
-                  Message{"s", interfaceHandle, "makeSwTable",
-                          " Clearing entries for table: Ipv4SystemPolicyTcamEntry, unitId: 258"})});
-}
-
-TEST_F(MakeSwTableRing, ARestoreIsOneMessageWithTheCountAndTheUnit) {
-    storeInAFormerRun(3);
-    make(false);
-    EXPECT_EQ(messages(),
-              std::vector{(
-                  Message{"is", interfaceHandle, "makeSwTable",
-                          " Restored 3 entries for table: Ipv4SystemPolicyTcamEntry, unitId: 0"})});
-}
-
-TEST_F(MakeSwTableRing, IsWrittenWithEveryTraceLevelOffAndDescribedOnce) {
-    make(true, 1);
-    make(true, 2);
-    make(false, 1); // exists: no message
-    EXPECT_EQ(messages().size(), 2U);
-    EXPECT_EQ(RingScribe::Reader{file.string()}.descriptions().size(), 1U);
-}
+// --- without a ring trace
 
 TEST_F(MakeSwTable, WithoutARingItBehavesTheSame) {
     ASSERT_EQ(RingScribe::currentTraceFile(), nullptr);

@@ -1,0 +1,141 @@
+#pragma once
+
+#include "EntryLogFixture.h"
+
+#include <csignal>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <exception>
+#include <functional>
+#include <optional>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+// The agent in a process of its own, and what other processes can see of it.
+namespace LoamSystemAcl::entry_log_test {
+
+// A forked process. It is killed when this goes.
+class Child {
+  public:
+    explicit Child(std::function<void()> const& work) : pid_{::fork()} {
+        if (pid_ == 0) {
+            try {
+                work();
+            } catch (std::exception const& failure) {
+                fmt::print(stderr, "child: {}\n", failure.what());
+                ::_exit(1);
+            }
+            ::_exit(testing::Test::HasFailure() ? 1 : 0);
+        }
+    }
+    Child(Child const&) = delete;
+    Child& operator=(Child const&) = delete;
+    ~Child() { kill(); }
+
+    pid_t pid() const { return pid_; }
+    void kill() {
+        if (pid_ > 0) {
+            ::kill(pid_, SIGKILL);
+            ::waitpid(pid_, nullptr, 0);
+            pid_ = 0;
+        }
+    }
+    bool ended(int& status) {
+        if (::waitpid(pid_, &status, WNOHANG) != pid_) {
+            return false;
+        }
+        pid_ = 0;
+        return true;
+    }
+
+  private:
+    pid_t pid_;
+};
+
+// Memory that the child has in common with the test.
+template <typename T>
+class Common {
+  public:
+    Common()
+        : at_{static_cast<T*>(::mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE,
+                                     MAP_SHARED | MAP_ANONYMOUS, -1, 0))} {}
+    Common(Common const&) = delete;
+    Common& operator=(Common const&) = delete;
+    ~Common() { ::munmap(at_, sizeof(T)); }
+    T* operator->() const { return at_; }
+
+  private:
+    T* at_;
+};
+
+// What another process can see of an agent.
+class Reader {
+  public:
+    explicit Reader(Ombra::String const& name) : manager_{name, false} {}
+
+    // False while the agent hasn't made its stores.
+    bool open() {
+        log_ = log_ ? log_ : mount<Family::EntryLogSlate>(Constants::tableEntryLogSlatePath());
+        config_ = config_ ? config_ : mount<Family::ConfigSlate>(Constants::configSlatePath(0));
+        announced_ =
+            announced_
+                ? announced_
+                : mount<Asic::AnnouncementSlate>(Asic::Constants::announcementSlatePath(
+                      testing_support::AgentInProcess::canonicalGroup(), Constants::tableId));
+        return log_ && config_ && announced_;
+    }
+
+    LogVersion scratchpad() const { return log_->control()->scratchpad(); }
+    LogVersion announced() const { return announced_->control()->scratchpad(); }
+    std::optional<LogSlateEntry> logged(LogVersion version) const {
+        bool found = false;
+        LogSlateEntry const record = log_->entryLogConfig().lookup(version, &found, nullptr);
+        return found ? std::optional{record} : std::nullopt;
+    }
+    std::optional<ConfigSlateEntry> stored(Key key) const {
+        bool found = false;
+        ConfigSlateEntry const record = config_->swTableEntries().lookup(key, &found, nullptr);
+        return found ? std::optional{record} : std::nullopt;
+    }
+    Ombra::Ptr<Family::ConfigSlate> const& config() const { return config_; }
+
+  private:
+    template <typename T>
+    Ombra::Ptr<T> mount(Ombra::String const& path) {
+        auto const group = manager_.getMountGroup();
+        group->mount(path, T::typeName, ZetSlate::MountInfo{ZetSlate::ZetSlateType::reader});
+        group->doClose();
+        return Ombra::dynamicCast<T>(manager_.getEntity(path));
+    }
+
+    ZetSharedMem::EntityManager manager_;
+    Ombra::Ptr<Family::EntryLogSlate> log_;
+    Ombra::Ptr<Family::ConfigSlate> config_;
+    Ombra::Ptr<Asic::AnnouncementSlate> announced_;
+};
+
+// An entry whose every byte follows from key and value, so that a mixture of two shows.
+inline LogEntry patterned(Key key, unsigned value) {
+    LogEntry entry{key};
+    std::uint32_t word = key.number() * 2654435761U + value;
+    for (std::byte& each : entry.fields()) {
+        word = word * 1664525U + 1013904223U;
+        each = std::byte(word >> 24);
+    }
+    std::memcpy(entry.fields().data(), &value, sizeof value);
+    return entry;
+}
+
+inline bool whole(LogEntry const& entry) {
+    unsigned value = 0;
+    std::memcpy(&value, entry.fields().data(), sizeof value);
+    return entry == patterned(entry.key(), value);
+}
+
+inline Ombra::String testName() {
+    return testing::UnitTest::GetInstance()->current_test_info()->name();
+}
+
+} // namespace LoamSystemAcl::entry_log_test
