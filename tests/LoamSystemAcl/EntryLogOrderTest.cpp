@@ -47,6 +47,22 @@ TEST_F(EntryLogOrder, SuppressionReadsOnceBeforeAVersionIsTaken) {
                                       "scratchpad.is", "group.addLogEntry"}));
 }
 
+TEST_F(EntryLogOrder, ASuppressedWriteIsCountedAndThenToldADifferingOneToldAndThenCounted) {
+    log.storedIs(Key{1}, 1, 1);
+    std::vector<std::uint64_t> counted; // both counters, when a decision is told
+    auto former = Ombra::traceSinkIs([&](auto const&) {
+        counted.push_back(stats->suppressedWriteCnt());
+        counted.push_back(stats->suppressCheckDiffCnt());
+    });
+    Zet::TraceHandle::levelsIs("FakeEntryLog", 1U << 3);
+    write(Key{1}, 1, true);
+    write(Key{1}, 2, true);
+    Zet::TraceHandle::levelsIs("FakeEntryLog", 0);
+    Ombra::traceSinkIs(std::move(former));
+    EXPECT_EQ(counted, (std::vector<std::uint64_t>{1, 0, 1, 0}));
+    EXPECT_EQ(stats->suppressCheckDiffCnt(), 1U);
+}
+
 TEST_F(EntryLogOrder, ADeleteAsksReadsAndThenStoresInTheSameOrder) {
     log.storedIs(Key{1}, 1, 1);
     accessor.entryDel(Key{1}, nullptr, 0);

@@ -104,6 +104,19 @@ TEST_P(EntryLogTrimByEitherWay, ATableDeletesTrimLeavesWhatWasWrittenSinceAndOth
     EXPECT_TRUE(log->entryHas(Key{1}, 1));
 }
 
+TEST_P(EntryLogTrimByEitherWay, ATableDeletesTrimLeavesWhatWasDeletedSince) {
+    write(Key{1}, 1);
+    write(Key{2}, 2);
+    ASSERT_EQ(removeAll(), 3U);
+    ASSERT_EQ(remove(Key{1}), 4U);
+    log->cleanupEntryLog(3);
+    ASSERT_TRUE(stored(Key{1}));
+    EXPECT_EQ(stored(Key{1})->logVersion(), 4U);
+    EXPECT_FALSE(stored(Key{2}));
+    log->cleanupEntryLog(4);
+    EXPECT_FALSE(stored(Key{1}));
+}
+
 TEST_P(EntryLogTrimByEitherWay, AWriteRecordsTrimChangesNothingInTheConfigurationTable) {
     write(Key{1}, 1);
     write(Key{2}, 2);
@@ -124,6 +137,16 @@ TEST_P(EntryLogTrimByEitherWay, ADeleteOfAUnitWithoutAConfigurationTableIsToldAn
     EXPECT_TRUE(trace.has(3, " configSlate not found for unitId: 0"));
     log->tableConfigSlateIs(0, slate);
     EXPECT_TRUE(stored(Key{1}));
+}
+
+TEST_P(EntryLogTrimByEitherWay, AWriteToAUnitWithoutAConfigurationTableIsToldToo) {
+    write(Key{1}, 1);
+    log->tableConfigSlateDel(0);
+    TraceCapture const trace{logHandle};
+    log->cleanupEntryLog(log->tableVersion());
+    EXPECT_EQ(trace.count(3, " configSlate not found for unitId: 0"), trace.texts(3).size());
+    EXPECT_FALSE(trace.texts(3).empty());
+    EXPECT_EQ(changes().memberCount(), 0U);
 }
 
 TEST_P(EntryLogTrimByEitherWay, TheVersionsOfTheLogNeedNotBeWithoutGaps) {

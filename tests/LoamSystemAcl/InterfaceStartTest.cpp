@@ -106,6 +106,28 @@ TEST_F(InterfaceStart, TheTrimOfTheStartComesBeforeAnyUnitIsMounted) {
     EXPECT_EQ(config().memberCount(), 0U) << "the purge of the mount has done it";
 }
 
+TEST_F(InterfaceStart, AnInterfaceEntersTheRegistriesWhenAllElseIsDone) {
+    log = nullptr;
+    intf = nullptr;
+    agent.restart();
+    std::vector<std::string> told;
+    auto former = Ombra::traceSinkIs([&](Ombra::TraceRecord const& record) {
+        told.emplace_back(record.text);
+        EXPECT_FALSE(agent.group()->swTableSetHas(Constants::tableId)) << record.text;
+        EXPECT_TRUE(agent.intf()->swTableIntfs().empty()) << record.text;
+        EXPECT_FALSE(
+            Asic::SwTableInterfacesSingleton::get()->swTableIntfHas(Family::Interface::registryKey))
+            << record.text;
+    });
+    Zet::TraceHandle::levelsIs(interfaceHandle, 0xffff);
+    up();
+    Zet::TraceHandle::levelsIs(interfaceHandle, 0);
+    Ombra::traceSinkIs(std::move(former));
+    EXPECT_EQ(told, (Texts{" Creating entry log for 08:08:0404",
+                           " Entry log created for table id: 08:08:0404 at version: 0"}));
+    EXPECT_TRUE(agent.group()->swTableSetHas(Constants::tableId));
+}
+
 TEST_F(InterfaceStartDeathTest, ASecondInterfaceInAProcessStopsIt) {
     EXPECT_DEATH(Family::Interface{agent.intf()},
                  "!singleton->swTableIntfHas\\( "

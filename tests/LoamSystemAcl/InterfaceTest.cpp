@@ -190,10 +190,20 @@ TEST_F(TableInterface, OnDeleteLeavesTheAgentsRegistryAndNotTheProcesss) {
 TEST_F(TableInterface, ItsEndLeavesTheAgentsRegistryAndReleasesWhatItHeld) {
     auto const status = intf->swTableStatus();
     Ombra::Ptr<Asic::OrderedTableInterface> const ordered = agent.intf();
-    TraceCapture const trace{interfaceHandle};
+    auto const* const going = intf.get();
+    unsigned told = 0;
+    auto former = Ombra::traceSinkIs([&](Ombra::TraceRecord const& record) {
+        EXPECT_EQ(record.text, " onDelete ");
+        EXPECT_TRUE(going->nodeFlagHas(0x20000000));
+        EXPECT_EQ(going->entryLog(), log) << "what it holds goes afterwards";
+        ++told;
+    });
+    Zet::TraceHandle::levelsIs(interfaceHandle, 0xffff);
     intf = nullptr;
     Zet::Entity::singletonsDelAll();
-    EXPECT_EQ(trace.count(2, " onDelete "), 1U);
+    Zet::TraceHandle::levelsIs(interfaceHandle, 0);
+    Ombra::traceSinkIs(std::move(former));
+    EXPECT_EQ(told, 1U);
     EXPECT_EQ(ordered->swTableIntf(key), nullptr);
     EXPECT_EQ(log->refCount(), 1U) << "only this test holds it";
 }

@@ -1,6 +1,9 @@
 #include "EntryLogFixture.h"
 
+#include <filesystem>
+#include <fstream>
 #include <string>
+#include <support/Environment.h>
 #include <support/TemporaryRoot.h>
 #include <vector>
 
@@ -99,6 +102,49 @@ TEST_F(Reconcile, TheStaleEntriesGoThroughTheLogToTheHardwareSide) {
     EXPECT_EQ(logged(2)->unitId, 7);
     agent.acknowledge(Constants::tableId, 2);
     EXPECT_EQ(config(7).memberCount(), 0U);
+}
+
+// Tables of an agent whose state store is local lie in files when the environment says so, and that
+// is where they are looked for.
+TEST(ReconcileFiles, LooksWhereTheTablesWereMounted) {
+    testing_support::Environment const notLocal{"NOT_LOCAL_EM", "1"};
+    {
+        LogInUse former{"reconcile-not-local", true};
+        former.log->mountSlateConfig(11, 0);
+        former.write(Key{1}, 1, false, 11);
+    }
+    LogInUse again{"reconcile-not-local", true};
+    again.intf->reconcile();
+    ASSERT_TRUE(again.intf->swTableSet()->swTableHas(11));
+    EXPECT_EQ(again.log->entrys(11), 0U);
+}
+
+TEST(ReconcileFiles, WhatAFailureLeftUndoneIsDoneByAnotherCall) {
+    constexpr UnitId units[] = {1, 5, 9};
+    {
+        LogInUse former{"reconcile-twice", false};
+        for (UnitId const unitId : units) {
+            former.log->mountSlateConfig(unitId, 0);
+            former.write(Key{1}, 1, false, unitId);
+        }
+    }
+    auto const folder =
+        testing_support::fileOf("reconcile-twice", Constants::configSlatePath(5)).parent_path();
+    std::ofstream{folder / "five.slate"};
+    LogInUse again{"reconcile-twice", false};
+    try {
+        again.intf->reconcile();
+        FAIL() << "a path that names no unit is not passed over";
+    } catch (Ombra::Exception const& refusal) {
+        EXPECT_NE(refusal.msg().str().find("'five' is no unit number"), std::string::npos);
+    }
+    std::filesystem::remove(folder / "five.slate");
+    again.intf->reconcile();
+    for (UnitId const unitId : units) {
+        ASSERT_TRUE(again.intf->swTableSet()->swTableHas(unitId));
+        EXPECT_EQ(again.log->entrys(unitId), 0U);
+    }
+    EXPECT_EQ(again.log->tableVersion(), 6U) << "each unit was emptied once";
 }
 
 TEST(ReconcileFiles, FindsTheUnitsOfADeadAgentByTheirFiles) {

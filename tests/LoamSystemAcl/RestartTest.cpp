@@ -140,6 +140,27 @@ TEST_F(Restart, AReplayedKeyInDeletionIsWrittenAnew) {
     EXPECT_TRUE(table->entryHas(Key{1}));
 }
 
+// Counted by the traces of all its steps.
+TEST_F(Restart, ASweepTakesStepsInProportionToTheVisibleEntries) {
+    auto const steps = [this](unsigned first, unsigned count) {
+        for (unsigned number = first; number < first + count; ++number) {
+            write(number);
+        }
+        commitAll();
+        acknowledge();
+        restart();
+        testing_support::TraceCapture traces;
+        table->sweep();
+        commitAll();
+        acknowledge();
+        return traces.lines.size();
+    };
+    auto const ofHundred = steps(1, 100);
+    auto const ofNone = steps(1, 0);
+    auto const ofThousand = steps(1000, 1000);
+    EXPECT_EQ((ofThousand - ofNone) / 1000, (ofHundred - ofNone) / 100);
+}
+
 // --- at full size
 
 class RestartOf65000 : public Restart {
@@ -172,6 +193,8 @@ TEST_F(RestartOf65000, ThatChangesNothingWritesNothing) {
     EXPECT_TRUE(traces.has(6, "Swept 0 entries"));
     EXPECT_EQ(logRecords(), 0U);
     EXPECT_EQ(tableVersion(), entries);
+    EXPECT_EQ(agent.group()->announcements().announcedVersion(table->tableId()), entries);
+    EXPECT_FALSE(agent.group()->announcements().takeAnnounced());
     EXPECT_EQ(table->stats()->suppressedWriteCnt(), entries);
     EXPECT_EQ(table->stats()->suppressCheckDiffCnt(), 0U);
     EXPECT_EQ(table->stats()->entryRemoveCnt(), 0U);

@@ -16,6 +16,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 // What all tables are, held against what other programs and stored records rely on: once as numbers
@@ -91,6 +92,20 @@ constexpr bool allAsListed(TableList<Tables...>) {
     return (isAsListed<Tables>() && ...);
 }
 static_assert(allAsListed(AllTables{}));
+
+// A key of one table can't be given to another, though all are equally wide.
+template <typename Table, typename... Tables>
+constexpr unsigned tablesThatTakeTheKeyOf(TableList<Tables...>) {
+    return (0U + ... +
+            unsigned{std::is_convertible_v<typename Table::EntryKey, typename Tables::EntryKey> ||
+                     std::is_constructible_v<typename Tables::Entry, typename Table::EntryKey>});
+}
+
+template <typename... Tables>
+constexpr bool keysAreApart(TableList<Tables...> all) {
+    return ((tablesThatTakeTheKeyOf<Tables>(all) == 1) && ...);
+}
+static_assert(keysAreApart(AllTables{}));
 
 using Bytes = std::vector<std::uint8_t>;
 
