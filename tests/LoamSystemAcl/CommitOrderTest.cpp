@@ -105,6 +105,26 @@ TEST(CommitOrder, ARefusalDoesNothingBetweenItsTracesAndTheClosingSteps) {
     }
 }
 
+TEST(CommitOrder, TheResolverTakesNoteOfACommitBeforeTheSetDoesAndTheStatisticsAfter) {
+    EntryPath t;
+    auto const dependency = t.handleIn(State::entryPending);
+    t.remove(99, dependency);
+    t.commitAll(); // it has said no, and nothing has moved since
+    ASSERT_TRUE(t.resolver().suspended());
+    dependency->entryStateIs(State::entryApplied);
+    t.resolver().updateGenId();
+    unsigned told = 0;
+    auto const subscription = t.table->status()->publisher()->subscribe([&](Ombra::Change const&) {
+        ++told;
+        EXPECT_FALSE(t.resolver().suspended());
+        EXPECT_EQ(t.table->stats()->commitCnt(), 0U);
+        EXPECT_EQ(t.table->stats()->lastCommitTime, Ombra::Time{});
+    });
+    t.head()->commitEntry(t.head());
+    EXPECT_EQ(told, 1U);
+    EXPECT_EQ(t.table->stats()->commitCnt(), 1U);
+}
+
 TEST(CommitOrder, WhenTheHelperIsCalledForAWriteNothingHasChangedYet) {
     EntryPath* path = nullptr;
     EntryPath::HandlePtr handle;
@@ -141,21 +161,24 @@ TEST(CommitOrder, WhenTheHelperIsCalledForARemoveThePendingStateIsGoneAndTheLogN
 }
 
 TEST(CommitOrder, TheHandleIsQueuedWithItsVersionAndStateOnceTheLogHasTheRecord) {
-    EntryPath t;
-    auto const handle = t.write(1, 7);
-    unsigned queued = 0;
-    auto const subscription = t.table->publisher()->subscribe([&](Ombra::Change const& change) {
-        if (change.fieldId == Field::entryHandleInLog) {
-            ++queued;
-            EXPECT_EQ(handle->logVersion(), 1U);
-            EXPECT_EQ(handle->entryState(), State::entryInLog);
-            EXPECT_EQ(t.logged(), 1U);
-            EXPECT_EQ(t.table->stats()->commitCnt(), 0U); // counted last
-        }
-    });
-    t.commitAll();
-    EXPECT_EQ(queued, 1U);
-    EXPECT_EQ(t.table->stats()->commitCnt(), 1U);
+    for (bool const removes : {false, true}) {
+        EntryPath t;
+        t.applied(1, 6);
+        auto const handle = removes ? t.remove(1) : t.write(1, 7);
+        unsigned queued = 0;
+        auto const subscription = t.table->publisher()->subscribe([&](Ombra::Change const& change) {
+            if (change.fieldId == Field::entryHandleInLog) {
+                ++queued;
+                EXPECT_EQ(handle->logVersion(), 2U);
+                EXPECT_EQ(handle->entryState(), State::entryInLog);
+                EXPECT_EQ(t.logged(), 1U);
+                EXPECT_EQ(t.table->stats()->commitCnt(), 1U); // counted last
+            }
+        });
+        t.commitAll();
+        EXPECT_EQ(queued, 1U);
+        EXPECT_EQ(t.table->stats()->commitCnt(), 2U);
+    }
 }
 
 TEST(CommitOrder, OperationsOfAllUnitsOfATableAreLoggedInTheOrderOfTheCalls) {

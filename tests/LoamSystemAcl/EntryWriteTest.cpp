@@ -220,6 +220,59 @@ TYPED_TEST(EntryWrite, CountsTheWriteMovesTheGenerationAndTurnsPendingWritesOn) 
     EXPECT_TRUE(t.table->status()->pendingHwWrites());
 }
 
+// As every queued operation: it is queued and counted, then the resolver takes note of it, then the
+// set does.
+TYPED_TEST(EntryWrite, TheSetTakesNoteOfItLast) {
+    using T = WritePath<TypeParam>;
+    struct Row {
+        std::function<void(T&)> operation;
+        std::uint64_t writes;
+        std::uint64_t removes;
+    };
+    Row const rows[] = {{[](T& t) { t.write(1, 7); }, 1, 0},
+                        {[](T& t) { t.remove(1); }, 0, 1},
+                        {[](T& t) { t.removeAll(); }, 0, 0}};
+    for (auto const& row : rows) {
+        T t;
+        ASSERT_TRUE(t.resolver().suspended());
+        unsigned told = 0;
+        auto const subscription =
+            t.table->status()->publisher()->subscribe([&](Ombra::Change const&) {
+                ++told;
+                EXPECT_EQ(t.queued(), 1U);
+                EXPECT_EQ(t.table->stats()->entryWriteCnt(), row.writes);
+                EXPECT_EQ(t.table->stats()->entryRemoveCnt(), row.removes);
+                EXPECT_FALSE(t.resolver().suspended());
+            });
+        row.operation(t);
+        EXPECT_EQ(told, 1U);
+    }
+}
+
+// As every queued operation.
+TYPED_TEST(EntryWrite, IsQueuedAndNotYetCountedWhenItSaysThatItIsDone) {
+    using T = WritePath<TypeParam>;
+    std::function<void(T&)> const operations[] = {
+        [](T& t) { t.write(1, 7); }, [](T& t) { t.remove(1); }, [](T& t) { t.removeAll(); }};
+    for (auto const& operation : operations) {
+        T t;
+        auto const genId = t.resolver().genId();
+        unsigned said = 0;
+        Zet::TraceHandle::levelsIs(t.swTableName(), 1U << 2);
+        auto former = Ombra::traceSinkIs([&](Ombra::TraceRecord const&) {
+            ++said;
+            EXPECT_EQ(t.queued(), 1U);
+            EXPECT_EQ(t.resolver().genId(), genId + 1);
+            EXPECT_EQ(t.table->stats()->entryWriteCnt() + t.table->stats()->entryRemoveCnt(), 0U);
+            EXPECT_TRUE(t.resolver().suspended());
+        });
+        operation(t);
+        Ombra::traceSinkIs(std::move(former));
+        Zet::TraceHandle::levelsIs(t.swTableName(), 0);
+        EXPECT_EQ(said, 1U);
+    }
+}
+
 TYPED_TEST(EntryWrite, TouchesNeitherTheLogNorTheConfigurationTable) {
     WritePath<TypeParam> t;
     t.write(1, 7);

@@ -126,6 +126,27 @@ TYPED_TEST(RemoveAll, TheCommitTracesItsVersionAndAsksForTheNeededSetOfItsPlaceh
                t.looksAtPending(false)));
 }
 
+// A subscriber of the count finds the entries deleted and the handle told.
+TYPED_TEST(RemoveAll, TheCommitCountsDownBehindTheDelete) {
+    WritePath<TypeParam> t;
+    t.applied(1, 7);
+    t.removeAll();
+    auto const handle = t.head()->entry()->entryHandle();
+    unsigned told = 0;
+    auto const subscription = t.table->publisher()->subscribe([&](Ombra::Change const& change) {
+        if (change.fieldId == TypeParam::SwTable::Field::transientRemoveAllVersion) {
+            ++told;
+            EXPECT_TRUE(t.config(1)->inDeletion());
+            EXPECT_EQ(handle->logVersion(), 2U);
+            EXPECT_EQ(handle->entryState(), State::entryInLog);
+            EXPECT_EQ(t.table->stats()->tableClearCnt(), 1U);
+            EXPECT_EQ(t.table->stats()->commitCnt(), 1U); // that of the write
+        }
+    });
+    t.commitAll();
+    EXPECT_EQ(told, 1U);
+}
+
 struct Outcome {
     State state;
     unsigned answered;

@@ -126,6 +126,26 @@ TEST(TableStatusVersion, CleansTheLogBeforeHandlesAreTold) {
     EXPECT_FALSE(t.table->status()->pendingHwWrites());
 }
 
+TEST(TableStatusVersion, CleansTheLogBeforeTheResolversGenerationMoves) {
+    EntryPath t;
+    t.write(1, 7);
+    t.commitAll();
+    auto const genId = t.resolver().genId();
+    std::vector<std::pair<std::string, std::uint64_t>> seen;
+    Zet::TraceHandle::levelsIs(t.tableName() + "*", 1U << 3 | 1U << 8);
+    auto former = Ombra::traceSinkIs([&](Ombra::TraceRecord const& record) {
+        seen.emplace_back(record.text, t.resolver().genId());
+    });
+    t.table->tableStatusVersion(1);
+    Ombra::traceSinkIs(std::move(former));
+    Zet::TraceHandle::levelsIs(t.tableName() + "*", 0);
+    ASSERT_GE(seen.size(), 3U);
+    EXPECT_EQ(seen[0], (std::pair{std::string{"tableVersion: 1"}, genId}));
+    EXPECT_EQ(seen[1], (std::pair{std::string{" version 1"}, genId}));
+    EXPECT_EQ(seen[2],
+              (std::pair{std::string{"Processing version: 1, key: 0x00000001"}, genId + 1}));
+}
+
 TEST(TableStatusVersion, TheHandlerStaysOnTheHandle) {
     EntryPath t;
     auto const handle = t.write(1, 7, nullptr, [](auto const&) {});
