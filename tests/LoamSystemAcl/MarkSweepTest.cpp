@@ -64,6 +64,18 @@ class MarkSweep : public TableInUse {
 
 // --- the table of states
 
+// The subscriber is told of the write before it is queued.
+TEST_F(MarkSweep, AWriteWhoseSubscriberSweepsIsNoneOfTheMarkingPhase) {
+    table->mark();
+    auto const subscription = table->publisher()->subscribe([this](Ombra::Change const& change) {
+        if (change.fieldId == Table::Field::transientAddEntry) {
+            table->sweep();
+        }
+    });
+    write(1);
+    EXPECT_EQ(flagsOfTheNextCommit(), Asic::EntryFlags::none);
+}
+
 TEST_F(MarkSweep, MarkOpensThePhaseAndPublishesIt) {
     auto const subscription = follow();
     table->mark();
