@@ -85,6 +85,22 @@ void GroupInterface::sweepSwTables() {
     }
 }
 
+// When a response handler throws, the table counts as not told: the next poll tells all its units.
+void GroupInterface::tell(Applied const& applied) {
+    auto const forget = [&] {
+        std::erase_if(told_, [&](Applied const& old) { return old.tableId == applied.tableId; });
+    };
+    forget();
+    told_.push_back(applied);
+    try {
+        swTableSet(applied.tableId)->tableStatusVersion(applied.version);
+    } catch (...) {
+        forget();
+        throw;
+    }
+    announcements_.appliedVersionIs(applied.tableId, applied.version);
+}
+
 std::size_t GroupInterface::pollTableVersions() {
     auto const applied = tableVersionMap();
     if (!applied) {
@@ -105,10 +121,7 @@ std::size_t GroupInterface::pollTableVersions() {
         }
     }
     for (auto const& each : moved) {
-        std::erase_if(told_, [&](Applied const& old) { return old.tableId == each.tableId; });
-        told_.push_back(each);
-        swTableSet(each.tableId)->tableStatusVersion(each.version);
-        announcements_.appliedVersionIs(each.tableId, each.version);
+        tell(each);
     }
     return moved.size();
 }

@@ -88,6 +88,7 @@ class LOAM_EXPORT GroupInterface : public Zet::Tracked<GroupInterface, Ombra::No
     };
 
     std::uint64_t beginRun();
+    void tell(Applied const& applied);
 
     Ombra::String agentName_;
     Ombra::String groupName_;

@@ -14,7 +14,12 @@ class FakeTable : public Asic::OrderedSwTableWithMarkSweep {
     FakeTable(Asic::SwTableId tableId, Asic::UnitId unitId, Asic::OrderedSwTableSet* set = nullptr)
         : OrderedSwTableWithMarkSweep{nullptr, tableId, unitId, set} {}
 
-    void tableStatusVersion(Asic::LogVersion version) override { versions.push_back(version); }
+    void tableStatusVersion(Asic::LogVersion version) override {
+        versions.push_back(version);
+        if (onStatus) {
+            onStatus();
+        }
+    }
     bool hasPendingHwWrites() const override {
         ++questions;
         return pending;
@@ -32,6 +37,7 @@ class FakeTable : public Asic::OrderedSwTableWithMarkSweep {
     unsigned sweeps = 0;
     std::vector<Asic::LogVersion> versions;
     std::function<void()> onSweep;
+    std::function<void()> onStatus;
 };
 
 } // namespace asic_test

@@ -108,6 +108,17 @@ TEST_F(Group, TellsATableHowFarItWasAppliedOnceForEachMove) {
     EXPECT_EQ(other->versions, (Versions{2}));
 }
 
+TEST_F(Group, TellsATableAgainWhenAResponseHandlerHasThrown) {
+    auto const table = tableOf(first);
+    appliedIs(first, 3);
+    table->onStatus = [] { throw 1; };
+    EXPECT_THROW(group->pollTableVersions(), int);
+    table->onStatus = nullptr;
+    EXPECT_EQ(group->pollTableVersions(), 1U);
+    EXPECT_EQ(group->pollTableVersions(), 0U);
+    EXPECT_EQ(table->versions, (Versions{3, 3}));
+}
+
 TEST_F(Group, ATableThatIsNotThereIsPassedOver) {
     tableOf(first);
     appliedIs(second, 5);
