@@ -26,15 +26,34 @@ constexpr auto relaunchPeriod = 1s;
 } // namespace
 
 Agent::Agent(Options const& options, std::shared_ptr<LoamPolicy::Policy const> policy)
-    : options_{options}, progressLine_{stdout, ::isatty(STDOUT_FILENO) == 1}, platform_{options},
+    : options_{options}, folder_{options.root + "/" + options.manager},
+      progressLine_{stdout, ::isatty(STDOUT_FILENO) == 1}, platform_{options},
       course_{platform_, options.units.size(), progressLine_},
       policyWatch_{io_, options.policyFile, [this] { reload("has changed"); }} {
     sayWhatWasFound();
     if (!policyWatch_.trouble().empty()) {
         progressLine_.say(policyWatch_.trouble());
     }
+    openControl();
     course_.program(std::move(policy));
     post();
+}
+
+// Without it the agent does its work all the same.
+void Agent::openControl() {
+    addWorkRequests(requests_, *this);
+    addTableRequests(requests_, *this);
+    addExplainRequest(requests_, *this);
+    addWatchRequest(requests_, *this);
+    addRecordRequests(requests_, *this);
+    addTraceRequests(requests_);
+    try {
+        server_.emplace(io_, folder_ + "/control", [this](std::string const& request, Session& by) {
+            return requests_.answer(request, by);
+        });
+    } catch (Ombra::Exception const& failure) {
+        progressLine_.say(failure.msg().str());
+    }
 }
 
 void Agent::sayWhatWasFound() {
@@ -124,7 +143,8 @@ void Agent::waitForTick() {
 
 // What was applied may have made room in a log, so a look is followed by a turn.
 void Agent::lookAtHardware() {
-    if (platform_.group().pollTableVersions() != 0 || !course_.settled()) {
+    if (platform_.group().pollTableVersions() != 0 || !course_.settled() ||
+        platform_.resolver().queued() != 0) {
         post();
     }
 }
@@ -152,18 +172,19 @@ void Agent::post() {
 
 void Agent::turn() {
     bool const more = course_.turn();
-    if (more) {
+    if (recording_.step() || more) {
         post();
     }
+    history_.sample();
     if (options_.once && course_.settled()) {
         checkRelaunch();
         end(course_.failed() ? exitOperationsFailed : exitDone);
     }
 }
 
-void Agent::reload(std::string_view why) {
+std::string Agent::reload(std::string_view why) {
     if (ended_) {
-        return;
+        return "the agent is about to end";
     }
     policyWatch_.readNow();
     auto loaded = LoamPolicy::Policy::load(options_.policyFile);
@@ -171,12 +192,13 @@ void Agent::reload(std::string_view why) {
         progressLine_.say(
             fmt::format("the policy file {} and is refused; what is programmed stays", why));
         fmt::print(stderr, "loam-agent: {}\n", error->text());
-        return;
+        return error->text();
     }
     progressLine_.say(fmt::format("the policy file {}", why));
     course_.program(std::make_shared<LoamPolicy::Policy const>(
         std::move(std::get<LoamPolicy::Policy>(loaded))));
     post();
+    return {};
 }
 
 // The first call wins.

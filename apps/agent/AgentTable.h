@@ -3,11 +3,13 @@
 #include <Asic/OrderedSwTable.h>
 #include <Asic/OrderedTableInterface.h>
 #include <Ombra/Ptr.h>
+#include <Ombra/Publisher.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -29,6 +31,9 @@ using Handle = Ombra::Ptr<Asic::DependencyEntryHandle const>;
 using ResponseHandler =
     std::function<void(Ombra::Ptr<Asic::OrderedSwTable::EntryHandle const> const&)>;
 
+struct Operation;  // Operation.h
+struct TableEvent; // likewise
+
 class AgentTable {
   public:
     // What the table's objects of all units have counted, added up.
@@ -36,6 +41,7 @@ class AgentTable {
         std::uint64_t writes = 0;
         std::uint64_t removes = 0;
         std::uint64_t suppressedWrites = 0;
+        std::uint64_t commits = 0; // refused ones too
     };
 
     AgentTable() = default;
@@ -55,6 +61,10 @@ class AgentTable {
     // Whether a reader sees just these bytes behind the key.
     virtual bool entryIsEqual(std::size_t unit, std::uint32_t key,
                               std::span<std::byte const> fields) const = 0;
+
+    // Bytes that an entry has behind its key; and those that a reader sees.
+    virtual std::size_t fieldsBytes() const = 0;
+    virtual std::vector<std::byte> fieldsOf(std::size_t unit, std::uint32_t key) const = 0;
 
     virtual std::uint32_t entrys(std::size_t unit) const = 0;
 
@@ -90,6 +100,27 @@ class AgentTable {
     virtual std::uint64_t unappliedChanges() const = 0;
 
     virtual Counts counts() const = 0;
+
+    // --- for people who look
+
+    // Operations that wait in the resolver, in their order, until `give` says false. Linear.
+    virtual void forEachQueued(std::function<bool(Operation const&)> const& give) const = 0;
+
+    // A key's operation that was refused, if readers still see it.
+    virtual std::optional<Operation> refused(std::size_t unit, std::uint32_t key) const = 0;
+
+    virtual std::uint64_t queued() const = 0;
+
+    // Whose operation the handle is; nothing for one of another table, or of no key.
+    virtual std::optional<std::uint32_t> keyOf(Handle const& handle) const = 0;
+
+    // Records in the change log, which takes no more than `logCapacity`.
+    virtual std::uint64_t logRecords() const = 0;
+    static constexpr std::uint64_t logCapacity = 1000000;
+
+    // Tells each operation of all units as it moves, until the subscriptions end.
+    virtual std::vector<Ombra::Subscription>
+    watch(std::function<void(TableEvent const&)> const& tell) const = 0;
 
     // What depends on it is applied behind all that is logged now.
     Handle loggedPlace() const;

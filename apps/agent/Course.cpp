@@ -14,49 +14,38 @@ constexpr std::size_t turnBudget = 1024; // operations: a turn takes about a mil
 
 Course::Course(Platform& platform, std::size_t unitCount, ProgressLine& progressLine)
     : platform_{platform}, unitCount_{unitCount}, progressLine_{progressLine},
-      programmer_{platform, unitCount}, flush_{platform, unitCount} {}
+      programmer_{platform, unitCount}, flush_{platform, unitCount}, replay_{platform} {}
 
 void Course::program(std::shared_ptr<LoamPolicy::Policy const> policy) {
     progressLine_.say(fmt::format("programming {} rules for {} {}", policy->rules().size(),
                                   unitCount_, unitCount_ == 1 ? "unit" : "units"));
-    begin(false);
+    begin(programmer_);
     programmer_.start(std::move(policy));
 }
 
 void Course::flush() {
-    programmer_.stop();
-    begin(true);
+    begin(flush_);
     flush_.start();
-    progressLine_.say(fmt::format("flushing {} entries", flush_.total()));
+    progressLine_.say(fmt::format("flushing {} entries", flush_.amount().total));
 }
 
-void Course::begin(bool flushing) {
+void Course::replay(std::vector<RecordedOperation> operations) {
+    progressLine_.say(fmt::format("replaying {} operations", operations.size()));
+    begin(replay_);
+    replay_.start(std::move(operations));
+}
+
+void Course::begin(Task& task) {
+    task_->stop();
+    task_ = &task;
     state_ = State::feeding;
-    flushing_ = flushing;
-    replaying_ = platform_.inMarkingState();
     loggedBefore_ = platform_.loggedChanges();
     countsBefore_ = platform_.counts();
     progressLine_.begin();
 }
 
-bool Course::feed() {
-    return flushing_ ? flush_.feed() : programmer_.feed(turnBudget);
-}
-
-bool Course::fed() const {
-    return flushing_ ? flush_.fed() : programmer_.fed();
-}
-
-Course::Amount Course::amount() const {
-    if (flushing_) {
-        return {flush_.done(), flush_.total()};
-    }
-    auto const progress = programmer_.progress();
-    return {progress.done, progress.total};
-}
-
 bool Course::turn() {
-    bool const canFeed = feed();
+    bool const canFeed = task_->feed(turnBudget);
     auto const result = platform_.resolver().run(turnBudget);
     platform_.ringIfAnnounced();
     auto const before = state_;
@@ -70,7 +59,7 @@ void Course::advance() {
     bool const allCommitted = platform_.resolver().queued() == 0;
     switch (state_) {
     case State::feeding:
-        if (fed()) {
+        if (task_->fed()) {
             state_ = State::closing;
         }
         break;
@@ -82,7 +71,7 @@ void Course::advance() {
         break;
     case State::committed:
         // An operation that was refused stays pending in its table for good.
-        if (programmer_.outstanding() == 0 && allCommitted &&
+        if (task_->outstanding() == 0 && allCommitted &&
             (failed() || !platform_.hasPendingHwWrites())) {
             settle();
         }
@@ -93,53 +82,36 @@ void Course::advance() {
 }
 
 void Course::summarise() {
-    auto const progress = programmer_.progress();
     auto const counts = platform_.counts();
-    auto const written = counts.writes - countsBefore_.writes;
-    auto const operations =
-        fmt::format("hardware operations: {}", platform_.loggedChanges() - loggedBefore_);
-    if (flushing_) {
-        progressLine_.say(fmt::format("flushed: {} entries; {}", flush_.total(), operations));
-        return;
-    }
-    std::string text =
-        replaying_
-            ? fmt::format("written: {} entries asked for, {} suppressed because the tables held "
-                          "them already, {} swept because the policy has them no more",
-                          written, counts.suppressedWrites - countsBefore_.suppressedWrites,
-                          progress.swept)
-            : fmt::format("written: {} entries differed, {} were as the policy has them", written,
-                          progress.unchanged);
-    if (!replaying_ || progress.removed != 0) {
-        text += fmt::format(", {} removed because the policy has them no more", progress.removed);
-    }
-    text += "; ";
-    progressLine_.say(text + operations);
+    progressLine_.say(
+        fmt::format("{}; hardware operations: {}",
+                    task_->summary(counts.writes - countsBefore_.writes,
+                                   counts.suppressedWrites - countsBefore_.suppressedWrites),
+                    platform_.loggedChanges() - loggedBefore_));
 }
 
 void Course::settle() {
     state_ = State::settled;
-    auto const [done, total] = amount();
+    auto const [done, total] = task_->amount();
     progressLine_.end(done, total);
-    auto const failed = programmer_.progress().failed;
-    progressLine_.say(failed == 0 ? std::string{"everything is applied"}
-                                  : fmt::format("{} of {} entries were refused; the others are "
-                                                "applied or in the log",
-                                                failed, total));
+    progressLine_.say(failed()
+                          ? fmt::format("{} of {} entries were refused; the others are applied "
+                                        "or in the log",
+                                        task_->failed(), total)
+                          : std::string{"everything is applied"});
 }
 
 void Course::showProgress() {
-    if (state_ != State::settled && (flushing_ || programmer_.counted())) {
-        auto const [done, total] = amount();
+    if (state_ != State::settled && task_->counted()) {
+        auto const [done, total] = task_->amount();
         progressLine_.update(done, total);
     }
 }
 
 void Course::stop() {
-    bool const wasFed = fed();
-    auto const progress = programmer_.progress();
-    auto const notAsked = flushing_ ? 0 : progress.total - progress.asked - progress.unchanged;
-    programmer_.stop();
+    bool const wasFed = task_->fed();
+    auto const notAsked = task_->notAsked();
+    task_->stop();
     while (platform_.resolver().run(turnBudget).more) {
     }
     platform_.ringIfAnnounced();

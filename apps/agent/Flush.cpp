@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include <apps/agent/Flush.h>
 #include <apps/policy/PolicyKind.h>
 
@@ -8,47 +10,43 @@ void Flush::start() {
     tails_.clear();
     total_ = 0;
     for (std::size_t kind = 0; kind < LoamPolicy::kindCount; ++kind) {
-        auto const tableThatHolds = [&](LoamPolicy::TableHolds holds) {
-            return platform_.table(
-                LoamPolicy::tblIdOf(static_cast<LoamPolicy::PolicyKind>(kind), holds));
-        };
-        Pair pair{tableThatHolds(LoamPolicy::TableHolds::Entries),
-                  tableThatHolds(LoamPolicy::TableHolds::Actions)};
-        pair.entryCount = entrysOf(*pair.entries);
-        pair.actionCount = entrysOf(*pair.actions);
+        auto const policy = static_cast<LoamPolicy::PolicyKind>(kind);
+        auto const entries = LoamPolicy::tblIdOf(policy, LoamPolicy::TableHolds::Entries);
+        auto const actions = LoamPolicy::tblIdOf(policy, LoamPolicy::TableHolds::Actions);
+        Pair const pair{entries, actions, entrysOf(entries), entrysOf(actions)};
         total_ += pair.entryCount + pair.actionCount;
         pairs_.push_back(pair);
     }
     phase_ = Phase::entries;
 }
 
-bool Flush::feed() {
+bool Flush::feed(std::size_t) {
     bool const allCommitted = platform_.resolver().queued() == 0;
     switch (phase_) {
     case Phase::entries:
         for (auto const& pair : pairs_) {
-            removeAll(*pair.entries, nullptr);
+            removeAll(pair.entries, nullptr);
         }
         phase_ = Phase::committingEntries;
         return true;
     case Phase::committingEntries:
         if (allCommitted) {
             for (auto const& pair : pairs_) {
-                noteGone(*pair.entries, pair.entryCount);
+                noteGone(pair.entries, pair.entryCount);
             }
             phase_ = Phase::actions;
         }
         return allCommitted;
     case Phase::actions:
         for (auto const& pair : pairs_) {
-            removeAll(*pair.actions, pair.entries->loggedPlace());
+            removeAll(pair.actions, platform_.table(pair.entries)->loggedPlace());
         }
         phase_ = Phase::committingActions;
         return true;
     case Phase::committingActions:
         if (allCommitted) {
             for (auto const& pair : pairs_) {
-                noteGone(*pair.actions, pair.actionCount);
+                noteGone(pair.actions, pair.actionCount);
             }
             phase_ = Phase::fed;
         }
@@ -59,32 +57,38 @@ bool Flush::feed() {
     return false;
 }
 
-std::uint64_t Flush::done() const {
-    std::uint64_t sum = 0;
+Task::Amount Flush::amount() const {
+    Amount amount{0, total_};
     for (auto const& tail : tails_) {
-        sum += tail.applied();
+        amount.done += tail.applied();
     }
-    return sum;
+    return amount;
 }
 
-std::uint64_t Flush::entrysOf(AgentTable const& table) const {
+std::string Flush::summary(std::uint64_t, std::uint64_t) const {
+    return fmt::format("flushed: {} entries", total_);
+}
+
+std::uint64_t Flush::entrysOf(std::uint16_t tblId) const {
     std::uint64_t sum = 0;
     for (std::size_t unit = 0; unit < unitCount_; ++unit) {
-        sum += table.entrys(unit);
+        sum += platform_.table(tblId)->entrys(unit);
     }
     return sum;
 }
 
 // Nothing is left to sweep then.
-void Flush::removeAll(AgentTable& table, Handle const& dependency) const {
+void Flush::removeAll(std::uint16_t tblId, Handle const& dependency) const {
+    auto& table = *platform_.table(tblId);
     for (std::size_t unit = 0; unit < unitCount_; ++unit) {
         table.entryRemoveAll(unit, dependency);
         table.sweep(unit);
     }
 }
 
-void Flush::noteGone(AgentTable const& table, std::uint64_t entries) {
+void Flush::noteGone(std::uint16_t tblId, std::uint64_t entries) {
     if (entries != 0) {
+        auto const& table = *platform_.table(tblId);
         auto const last = table.loggedVersion();
         tails_.push_back({&table, last - 1, last, entries});
     }

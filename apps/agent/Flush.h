@@ -2,6 +2,7 @@
 
 #include <apps/agent/LogTail.h>
 #include <apps/agent/Platform.h>
+#include <apps/agent/Task.h>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -10,37 +11,36 @@
 // hardware's order those of actions. A marking phase that is open ends with it.
 //
 //     flush.start();
-//     loop: flush.feed(), run the resolver, serve the other events
+//     loop: flush.feed(budget), run the resolver, serve the other events
 //
 // Agent's thread.
 namespace LoamAgent {
 
-class Flush {
+class Flush final : public Task {
   public:
     Flush(Platform& platform, std::size_t unitCount) : platform_{platform}, unitCount_{unitCount} {}
 
     void start();
 
-    // False when it is no use to call again before the resolver has moved.
-    bool feed();
-
-    bool fed() const { return phase_ == Phase::fed; }
-    std::uint64_t total() const { return total_; } // entries that there were
-    std::uint64_t done() const;                    // of these, gone from the hardware
+    bool feed(std::size_t budget) override;
+    bool fed() const override { return phase_ == Phase::fed; }
+    Amount amount() const override; // entries that there were, and those gone from the hardware
+    std::string summary(std::uint64_t written, std::uint64_t suppressed) const override;
+    void stop() override { phase_ = Phase::fed; }
 
   private:
     enum class Phase { entries, committingEntries, actions, committingActions, fed };
 
     struct Pair {
-        AgentTable* entries;
-        AgentTable* actions;
-        std::uint64_t entryCount = 0;
-        std::uint64_t actionCount = 0;
+        std::uint16_t entries; // tblId
+        std::uint16_t actions; // likewise
+        std::uint64_t entryCount;
+        std::uint64_t actionCount;
     };
 
-    std::uint64_t entrysOf(AgentTable const& table) const;
-    void removeAll(AgentTable& table, Handle const& dependency) const;
-    void noteGone(AgentTable const& table, std::uint64_t entries);
+    std::uint64_t entrysOf(std::uint16_t tblId) const;
+    void removeAll(std::uint16_t tblId, Handle const& dependency) const;
+    void noteGone(std::uint16_t tblId, std::uint64_t entries);
 
     Platform& platform_;
     std::size_t unitCount_;

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <apps/agent/Platform.h>
+#include <apps/agent/record/RecordingTable.h>
 
 namespace LoamAgent {
 
@@ -25,7 +26,7 @@ std::uint64_t sumOfLoggedVersions(std::span<std::unique_ptr<AgentTable> const> t
 
 } // namespace
 
-Platform::Platform(Options const& options) : unitCount_{options.units.size()} {
+Platform::Platform(Options const& options) : units_{options.units} {
     ZetSharedMem::setRoot(options.root);
     Orbis::setRoot(options.root);
     entityManager_ = Ombra::ptrIs<Orbis::EntityManager>(Ombra::String{options.manager}, false);
@@ -60,6 +61,7 @@ void Platform::openTables(Options const& options) {
 }
 
 Platform::~Platform() {
+    recording_.clear();
     tables_.clear();
     group_ = nullptr;
     Zet::Entity::singletonsDelAll();
@@ -67,9 +69,34 @@ Platform::~Platform() {
 }
 
 AgentTable* Platform::table(std::uint16_t tblId) const {
+    auto const& tables = recorder_ == nullptr ? tables_ : recording_;
     auto const found = std::ranges::lower_bound(
-        tables_, tblId, {}, [](auto const& table) { return table->tableId().tblId(); });
-    return found != tables_.end() && (*found)->tableId().tblId() == tblId ? found->get() : nullptr;
+        tables, tblId, {}, [](auto const& table) { return table->tableId().tblId(); });
+    return found != tables.end() && (*found)->tableId().tblId() == tblId ? found->get() : nullptr;
+}
+
+AgentTable* Platform::table(std::string_view name) const {
+    auto const found =
+        std::ranges::find(tables_, name, [](auto const& table) { return table->name(); });
+    return found == tables_.end() ? nullptr : table((*found)->tableId().tblId());
+}
+
+void Platform::recorderIs(Recorder* recorder) {
+    recorder_ = recorder;
+    if (recorder != nullptr && recording_.empty()) {
+        for (auto const& table : tables_) {
+            recording_.push_back(std::make_unique<RecordingTable>(
+                *table, units_, [this] { return recorder_; },
+                [this](Asic::SwTableId tableId) {
+                    auto const* const known = this->table(tableId.tblId());
+                    return known == nullptr ? std::string{} : std::string{known->name()};
+                }));
+        }
+    }
+}
+
+std::size_t Platform::placeOfUnit(Asic::UnitId unitId) const {
+    return static_cast<std::size_t>(std::ranges::find(units_, unitId) - units_.begin());
 }
 
 void Platform::ringIfAnnounced() {
@@ -80,7 +107,7 @@ void Platform::ringIfAnnounced() {
 
 bool Platform::inMarkingState() const {
     return std::ranges::any_of(tables_, [&](auto const& table) {
-        for (std::size_t unit = 0; unit < unitCount_; ++unit) {
+        for (std::size_t unit = 0; unit < units_.size(); ++unit) {
             if (table->inMarkingState(unit)) {
                 return true;
             }
@@ -117,6 +144,7 @@ AgentTable::Counts Platform::counts() const {
         all.writes += each.writes;
         all.removes += each.removes;
         all.suppressedWrites += each.suppressedWrites;
+        all.commits += each.commits;
     }
     return all;
 }

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <string_view>
 #include <vector>
 
 // Everything that the agent stands on: state store, tables, group, doorbells, ring trace. One per
@@ -25,6 +26,8 @@
 // `Ombra::Exception`.
 namespace LoamAgent {
 
+class Recorder;
+
 class Platform {
   public:
     explicit Platform(Options const& options);
@@ -34,8 +37,16 @@ class Platform {
 
     std::span<std::unique_ptr<AgentTable> const> tables() const { return tables_; }
 
-    // Null when no table has that number.
+    // For operations: what is asked of it is recorded, if anything is. Null when no table has that
+    // number, or name.
     AgentTable* table(std::uint16_t tblId) const;
+    AgentTable* table(std::string_view name) const;
+
+    // Who records; null for nobody. Not owned.
+    void recorderIs(Recorder* recorder);
+
+    std::vector<Asic::UnitId> const& units() const { return units_; }
+    std::size_t placeOfUnit(Asic::UnitId unitId) const; // in `units`, where it is
 
     Asic::GroupInterface& group() const { return *group_; }
     Asic::GroupResolver& resolver() const { return *group_->groupResolver(); }
@@ -65,9 +76,11 @@ class Platform {
     Ombra::Ptr<Orbis::EntityManager> entityManager_;
     Ombra::Ptr<Asic::GenId> relaunch_;
     std::uint64_t relaunchMajorId_ = 0;
-    std::size_t unitCount_;
+    std::vector<Asic::UnitId> units_;
     Ombra::Ptr<Asic::OrderedTableInterface> orderedTableIntf_;
-    std::vector<std::unique_ptr<AgentTable>> tables_; // by tblId
+    std::vector<std::unique_ptr<AgentTable>> tables_;    // by tblId
+    std::vector<std::unique_ptr<AgentTable>> recording_; // before these; made when first used
+    Recorder* recorder_ = nullptr;
     Ombra::Ptr<Asic::GroupInterface> group_;
     std::uint64_t loggedAtStart_ = 0;
     std::optional<Asic::DoorbellReceiver> doorbell_;

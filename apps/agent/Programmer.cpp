@@ -1,5 +1,7 @@
 #include <Ombra/Assert.h>
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <apps/agent/Programmer.h>
 #include <iterator>
@@ -35,6 +37,7 @@ Programmer::Programmer(Platform& platform, std::size_t unitCount)
 void Programmer::start(std::shared_ptr<LoamPolicy::Policy const> policy) {
     policy_ = std::move(policy);
     phase_ = Phase::searching;
+    replaying_ = platform_.inMarkingState();
     nextSearch_ = nextWrite_ = nextGone_ = 0;
     wanted_ = keysOf(*policy_);
     gone_.clear();
@@ -76,6 +79,28 @@ bool Programmer::feed(std::size_t budget) {
         break;
     }
     return false;
+}
+
+Task::Amount Programmer::amount() const {
+    auto const now = progress();
+    return {now.done, now.total};
+}
+
+std::uint64_t Programmer::notAsked() const {
+    return progress_.total - progress_.asked - progress_.unchanged;
+}
+
+std::string Programmer::summary(std::uint64_t written, std::uint64_t suppressed) const {
+    std::string text =
+        replaying_ ? fmt::format("written: {} entries asked for, {} suppressed because the tables "
+                                 "held them already, {} swept because the policy has them no more",
+                                 written, suppressed, progress_.swept)
+                   : fmt::format("written: {} entries differed, {} were as the policy has them",
+                                 written, progress_.unchanged);
+    if (!replaying_ || progress_.removed != 0) {
+        text += fmt::format(", {} removed because the policy has them no more", progress_.removed);
+    }
+    return text;
 }
 
 Programmer::Progress Programmer::progress() const {

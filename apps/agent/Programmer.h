@@ -5,6 +5,7 @@
 #include <apps/agent/AgentTable.h>
 #include <apps/agent/LogTail.h>
 #include <apps/agent/Platform.h>
+#include <apps/agent/Task.h>
 #include <apps/policy/Policy.h>
 #include <apps/policy/PolicyKind.h>
 #include <array>
@@ -35,7 +36,7 @@
 // counted as outstanding until it is answered. Agent's thread.
 namespace LoamAgent {
 
-class Programmer {
+class Programmer final : public Task {
   public:
     // All counts are of table entries, an action and its TCAM entry being two.
     struct Progress {
@@ -54,19 +55,17 @@ class Programmer {
 
     void start(std::shared_ptr<LoamPolicy::Policy const> policy);
 
-    // Asks for at most about `budget` operations. False when it is no use to call again before the
-    // resolver or the hardware side has moved.
-    bool feed(std::size_t budget);
+    bool feed(std::size_t budget) override;
+    bool fed() const override { return phase_ == Phase::fed; }
+    bool counted() const override { return phase_ != Phase::searching; }
+    Amount amount() const override;
+    std::uint64_t notAsked() const override;
+    std::uint64_t failed() const override { return progress_.failed; }
+    std::uint64_t outstanding() const override { return outstanding_; } // of any policy
+    std::string summary(std::uint64_t written, std::uint64_t suppressed) const override;
+    void stop() override;
 
-    // Asks for nothing more of the current policy.
-    void stop();
-
-    bool fed() const { return phase_ == Phase::fed; }
-    bool counted() const { return phase_ != Phase::searching; }
     Progress progress() const; // of the current policy
-
-    // Operations of any policy that are neither applied nor refused.
-    std::uint64_t outstanding() const { return outstanding_; }
 
   private:
     enum class Phase {
@@ -105,6 +104,7 @@ class Programmer {
     std::size_t unitCount_;
     std::shared_ptr<LoamPolicy::Policy const> policy_;
     Phase phase_ = Phase::fed;
+    bool replaying_ = false;     // tables were marking at its beginning
     std::size_t nextSearch_ = 0; // kind times units plus unit
     std::size_t nextWrite_ = 0;  // rule times units plus unit
     std::size_t nextGone_ = 0;

@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <apps/agent/AgentTable.h>
+#include <apps/agent/Operation.h>
+#include <apps/agent/WatchTable.h>
+#include <typeinfo>
 
 // The part of an `AgentTable` that is compiled for each table; `Family` as in
 // LoamSystemAcl/XxxFamily.h.
@@ -15,6 +18,7 @@ class TypedAgentTable final : public AgentTable {
     using Entry = typename Family::Entry;
     using SwTable = typename Family::SwTable;
     using Interface = typename Family::Interface;
+    using ResolverEntry = typename Family::ResolverEntry;
 
   public:
     explicit TypedAgentTable(Ombra::Ptr<Asic::OrderedTableInterface> const& orderedTableIntf)
@@ -37,6 +41,12 @@ class TypedAgentTable final : public AgentTable {
                       std::span<std::byte const> fields) const override {
         return swTables_[unit]->entryHas(Key{key}) &&
                swTables_[unit]->entryRead(Key{key}) == entryOf(key, fields);
+    }
+
+    std::size_t fieldsBytes() const override { return Entry{}.fields().size(); }
+
+    std::vector<std::byte> fieldsOf(std::size_t unit, std::uint32_t key) const override {
+        return bytesOf(swTables_[unit]->entryRead(Key{key}));
     }
 
     std::uint32_t entrys(std::size_t unit) const override { return swTables_[unit]->entrys(); }
@@ -106,11 +116,87 @@ class TypedAgentTable final : public AgentTable {
             all.writes += swTable->stats()->entryWriteCnt();
             all.removes += swTable->stats()->entryRemoveCnt();
             all.suppressedWrites += swTable->stats()->suppressedWriteCnt();
+            all.commits += swTable->stats()->commitCnt();
         }
         return all;
     }
 
+    void forEachQueued(std::function<bool(Operation const&)> const& give) const override {
+        std::uint64_t position = 0;
+        resolver().forEachQueued(typeid(ResolverEntry), [&](Asic::ResolverEntry const& queued) {
+            return give(operationOf(static_cast<ResolverEntry const&>(queued), position++));
+        });
+    }
+
+    std::optional<Operation> refused(std::size_t unit, std::uint32_t key) const override {
+        auto const& swTable = *swTables_[unit];
+        for (auto const kind : {Operation::Kind::write, Operation::Kind::remove}) {
+            auto const pending = kind == Operation::Kind::write
+                                     ? swTable.transientAddEntry(Key{key})
+                                     : swTable.transientRemoveEntry(Key{key});
+            if (pending && Asic::SwTableBase::isFailure(pending->entryHandle()->entryState())) {
+                return Operation{kind,
+                                 Operation::Stage::refused,
+                                 unit,
+                                 key,
+                                 pending->entryHandle()->entryVersion().major(),
+                                 0,
+                                 {},
+                                 pending->entryHandle(),
+                                 nullptr};
+            }
+        }
+        return std::nullopt;
+    }
+
+    std::uint64_t queued() const override { return resolver().queuedIn(typeid(ResolverEntry)); }
+
+    std::optional<std::uint32_t> keyOf(Handle const& handle) const override {
+        auto const own = Ombra::dynamicCast<typename SwTable::EntryHandle const>(handle);
+        return own ? std::optional{own->key().number()} : std::nullopt;
+    }
+
+    std::uint64_t logRecords() const override {
+        return interface_->entryLog()->tableEntryLog()->entryLogConfig().memberCount();
+    }
+
+    std::vector<Ombra::Subscription>
+    watch(std::function<void(TableEvent const&)> const& tell) const override {
+        std::vector<Ombra::Subscription> subscriptions;
+        for (std::size_t unit = 0; unit < swTables_.size(); ++unit) {
+            subscriptions.push_back(watchTable<SwTable>(swTables_[unit], unit, tell));
+        }
+        return subscriptions;
+    }
+
   private:
+    Asic::GroupResolver const& resolver() const {
+        return *interface_->entryLog()->groupInterface()->groupResolver();
+    }
+
+    Operation operationOf(ResolverEntry const& queued, std::uint64_t position) const {
+        auto const kind = queued.isTableDeleted()   ? Operation::Kind::removeAll
+                          : queued.isEntryDeleted() ? Operation::Kind::remove
+                                                    : Operation::Kind::write;
+        auto const place = std::ranges::find_if(
+            swTables_, [&](auto const& swTable) { return swTable.get() == queued.swTable(); });
+        return {kind,
+                Operation::Stage::queued,
+                static_cast<std::size_t>(place - swTables_.begin()),
+                queued.entry()->key().number(),
+                queued.entry()->entryHandle()->entryVersion().major(),
+                position,
+                kind == Operation::Kind::write ? bytesOf(queued.entry()->swTableEntry())
+                                               : std::vector<std::byte>{},
+                queued.entry()->entryHandle(),
+                queued.dependantEntryHandle()};
+    }
+
+    static std::vector<std::byte> bytesOf(Entry const& entry) {
+        auto const fields = entry.fields();
+        return {fields.begin(), fields.end()};
+    }
+
     static Entry entryOf(std::uint32_t key, std::span<std::byte const> fields) {
         Entry entry{Key{key}};
         auto const target = entry.fields();

@@ -110,8 +110,8 @@ std::vector<TableEntry> liveEntries(Context& context, Table& table, Asic::UnitId
 void checkNames(Context const& context, HardwareDump const& dump) {
     for (auto const& [place, entries] : dump.tables()) {
         if (context.tableOf(place.first) == nullptr) {
-            throw UsageError{fmt::format("{}: '{}' is the name of no table",
-                                         context.options().dumpFile, place.first)};
+            throw UsageError{fmt::format("{}: '{}' is the name of no table", context.options().file,
+                                         place.first)};
         }
     }
 }
@@ -151,7 +151,7 @@ void printText(Comparison const& comparison, std::size_t tables) {
 } // namespace
 
 ExitStatus compareWithDump(Context& context) {
-    HardwareDump const dump{context.options().dumpFile};
+    HardwareDump const dump{context.options().file};
     checkNames(context, dump);
     Comparison comparison;
     for (auto const& table : context.tables()) {

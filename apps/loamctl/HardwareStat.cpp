@@ -89,6 +89,39 @@ Json const& HardwareStat::table(std::string_view name) const {
     return nothing;
 }
 
+std::vector<std::string> HardwareStat::why(Context& context, Table const& table,
+                                           Asic::LogVersion version) const {
+    std::vector<std::string> steps;
+    if (!alive_) {
+        return {"the hardware side does not run"};
+    }
+    Table const* at = &table;
+    while (at != nullptr && steps.size() <= context.tables().size()) {
+        std::string const name{at->name()};
+        auto const& said = this->table(name);
+        auto const& stuck = memberOf(said, "stuck");
+        auto const& waitsFor = memberOf(said, "waits-for");
+        if (stuck.is_object()) {
+            steps.push_back(stuckText(name, stuck));
+            break;
+        }
+        if (!waitsFor.is_object()) {
+            auto const applied = context.group().applied(at->tableId()).value_or(0);
+            steps.push_back(
+                applied >= version
+                    ? fmt::format("{} has just been applied up to {}", name, applied)
+                    : fmt::format("the hardware side is at version {} of {}, {} changes "
+                                  "before version {}",
+                                  applied, name, version - applied - 1, version));
+            break;
+        }
+        steps.push_back(waitText(name, said, waitsFor));
+        version = numberOf(waitsFor, "version");
+        at = context.tableOf(textOf(waitsFor, "table"));
+    }
+    return steps;
+}
+
 std::vector<std::string> HardwareStat::troubles() const {
     std::vector<std::string> sentences;
     if (!alive_) {

@@ -27,6 +27,11 @@ class HardwareStat {
     // What it says of one table; null when nothing.
     nlohmann::ordered_json const& table(std::string_view name) const;
 
+    // Why it has not applied a version of a table that is announced: a sentence per step, from the
+    // table itself to what is really stuck.
+    std::vector<std::string> why(Context& context, Table const& table,
+                                 Asic::LogVersion version) const;
+
     // A sentence for each thing that keeps changes from the hardware, and why.
     std::vector<std::string> troubles() const;
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <apps/loamctl/Commands.h>
+#include <apps/loamctl/Pending.h>
 #include <apps/loamctl/TextTable.h>
 #include <apps/policy/Codec.h>
 #include <apps/policy/Describe.h>
@@ -21,18 +22,54 @@ struct Line {
     Asic::LogVersion version = 0;
     bool inDeletion = false;
     std::vector<std::byte> fields;
+    std::string pending; // the newest operation that is not in the log; empty when there is none
 };
 
 std::vector<std::byte> bytesOf(std::span<std::byte const> bytes) {
     return {bytes.begin(), bytes.end()};
 }
 
+// What a live agent has been asked for stands beside what is committed; a key that only waits has a
+// line of its own. A record that shared memory took meanwhile wins.
+void addPending(Context const& context, Table const& table, std::vector<Line>& lines) {
+    auto pending = pendingOf(context, table);
+    auto const number = LoamPolicy::tableOf(table.tableId().tblId());
+    for (auto& line : lines) {
+        if (auto const found = pending.find({line.unitId, line.key}); found != pending.end()) {
+            line.pending = found->second.operation;
+            pending.erase(found);
+        }
+    }
+    auto const& key = context.options().key;
+    for (auto& [place, operation] : pending) {
+        if (!key || place.second == *key) {
+            if (number) { // with the padding that records have
+                operation.fields.resize(LoamPolicy::fieldsSize(number->kind, number->holds));
+            }
+            lines.push_back(
+                {place.first, place.second, 0, false, operation.fields, operation.operation});
+        }
+    }
+}
+
+// Where the entry's newest operation stands: its ticket.
+std::string ticketOf(Line const& line, Asic::LogVersion applied) {
+    if (!line.pending.empty()) {
+        return "pending " + line.pending;
+    }
+    return line.version <= applied ? "applied" : "waiting";
+}
+
+std::string stateOf(Line const& line) {
+    return line.version == 0 ? "new" : line.inDeletion ? "in deletion" : "live";
+}
+
 std::vector<Line> linesOf(Context const& context, Table& table) {
     std::vector<Line> lines;
     for (auto const unitId : table.units()) {
         auto const take = [&](StoredEntry const& stored) {
-            lines.push_back(
-                {unitId, stored.key, stored.version, stored.inDeletion, bytesOf(stored.padded)});
+            lines.push_back({unitId, stored.key, stored.version, stored.inDeletion,
+                             bytesOf(stored.padded), std::string{}});
         };
         if (auto const key = context.options().key) {
             table.withEntry(unitId, *key, take);
@@ -40,6 +77,7 @@ std::vector<Line> linesOf(Context const& context, Table& table) {
             table.forEachEntry(unitId, take);
         }
     }
+    addPending(context, table, lines);
     std::ranges::sort(lines, {}, [](Line const& line) { return std::pair{line.unitId, line.key}; });
     return lines;
 }
@@ -102,18 +140,18 @@ ExitStatus showTable(Context& context) {
                     {"VERSION", right},
                     {"UNIT", right},
                     {"STATE", left},
-                    {"HARDWARE", left},
+                    {"TICKET", left},
                     {"RULE", left}}};
     for (auto const& line : lines) {
         auto const key = fmt::format("{:#010x}", line.key);
-        auto const* const state = line.inDeletion ? "in deletion" : "live";
-        auto const* const hardware = line.version <= applied ? "applied" : "waiting";
+        auto const state = stateOf(line);
+        auto const hardware = ticketOf(line, applied);
         if (context.options().json) {
             json.push_back(
                 {{"key", key},
                  {"version", line.version},
                  {"unit", line.unitId},
-                 {"state", line.inDeletion ? "in-deletion" : "live"},
+                 {"state", line.inDeletion ? "in-deletion" : state},
                  {"hardware", hardware},
                  {"text", rule(line)},
                  {"rule", LoamPolicy::toJson(table.tableId().tblId(), line.key, line.fields)}});

@@ -160,4 +160,15 @@ Ombra::Ptr<ResolverEntry> GroupResolver::headOf(std::type_info const& entryClass
     return lane == nullptr || lane->queue.empty() ? nullptr : lane->queue.front();
 }
 
+void GroupResolver::forEachQueued(std::type_info const& entryClass,
+                                  std::function<bool(ResolverEntry const&)> const& give) const {
+    if (auto const* lane = laneFor(entryClass)) {
+        for (auto const& entry : lane->queue) {
+            if (!give(*entry)) {
+                return;
+            }
+        }
+    }
+}
+
 } // namespace Asic

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <typeinfo>
 #include <vector>
@@ -65,6 +66,11 @@ class LOAM_EXPORT GroupResolver : public Zet::Tracked<GroupResolver, Ombra::Node
     // Operations queued in the lane of `entryClass`, and its first one (null when there is none).
     std::size_t queuedIn(std::type_info const& entryClass) const noexcept;
     Ombra::Ptr<ResolverEntry> headOf(std::type_info const& entryClass) const;
+
+    // Gives the operations queued in the lane of `entryClass`, first one first, until `give` says
+    // false. For people who look: it is linear, and `give` may not queue anything.
+    void forEachQueued(std::type_info const& entryClass,
+                       std::function<bool(ResolverEntry const&)> const& give) const;
 
     static constexpr std::size_t defaultBudget = 1024; // operations, about a third of a millisecond
 

@@ -51,6 +51,14 @@ inline void contentIs(std::string const& path, std::string const& text) {
     std::ofstream{path, std::ios::binary} << text;
 }
 
+inline std::size_t countOf(std::string const& text, std::string const& part) {
+    std::size_t count = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
 // Whether `holds` comes true in time; asked every few milliseconds.
 template <typename Condition>
 bool eventually(Condition const& holds, std::chrono::milliseconds most = 20s) {

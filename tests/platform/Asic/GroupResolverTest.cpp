@@ -244,6 +244,21 @@ TEST_F(Resolver, KnowsTheHeadOfEachTable) {
     EXPECT_NE(resolver->headOf(typeid(Operation<'a'>)), head);
 }
 
+TEST_F(Resolver, GivesTheOperationsOfALaneInTheirOrderUntilToldToStop) {
+    auto const handle = Ombra::ptrIs<Handle>();
+    enq<'a'>(1);
+    enq<'a'>(2, handle);
+    enq<'a'>(3);
+    enq<'b'>(1);
+    std::vector<bool> waiting;
+    resolver->forEachQueued(typeid(Operation<'a'>), [&](Asic::ResolverEntry const& entry) {
+        waiting.push_back(entry.dependantEntryHandle() != nullptr);
+        return waiting.size() < 2;
+    });
+    EXPECT_EQ(waiting, (std::vector<bool>{false, true}));
+    EXPECT_EQ(resolver->queued(), 4U);
+}
+
 TEST_F(Resolver, LetsItsEntriesGoWhenItEnds) {
     auto const handle = Ombra::ptrIs<Handle>();
     enq<'a'>(1, handle);

@@ -1,0 +1,108 @@
+#include <CLI/CLI.hpp>
+
+#include <apps/loamctl/Command.h>
+#include <apps/loamctl/Commands.h>
+#include <array>
+
+namespace LoamCtl {
+
+namespace {
+
+void table(CLI::App& app, Options& options) {
+    app.add_option("TABLE", options.table, "name of a table, or a part of it")->required();
+}
+
+void tableIfWanted(CLI::App& app, Options& options) {
+    app.add_option("TABLE", options.table, "name of a table, or a part of it");
+}
+
+void tableAndKey(CLI::App& app, Options& options) {
+    table(app, options);
+    app.add_option("KEY", options.key, "key of an entry")->required();
+}
+
+void show(CLI::App& app, Options& options) {
+    table(app, options);
+    app.add_option("KEY", options.key, "key of an entry");
+}
+
+void compare(CLI::App& app, Options& options) {
+    app.add_option("FILE", options.file, "dump of the hardware side")->required();
+}
+
+void watch(CLI::App& app, Options& options) {
+    tableIfWanted(app, options);
+    app.add_option("--key", options.key, "of this key alone");
+    app.add_option("--unit", options.unit, "of this chip unit alone");
+    app.add_option("--event", options.events,
+                   "of these alone: written, removed, committed, applied, marking, swept")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    app.add_option("--most", options.most, "end after so many events");
+}
+
+void trace(CLI::App& app, Options& options) {
+    app.add_option("LEVELS", options.text,
+                   "PATTERN=LEVEL[,LEVEL...][;...] sets levels first; a LEVEL is 0 to 15, all or "
+                   "off");
+}
+
+void ring(CLI::App& app, Options& options) {
+    app.add_option("FILE", options.file, "the ring file; the agent's unless given");
+    app.add_option("--most", options.most, "the last so many messages");
+    app.add_option("--ctf", options.folder,
+                   "write a trace for babeltrace2 and others into this new folder instead");
+}
+
+void record(CLI::App& app, Options& options) {
+    app.add_option("ACTION", options.text, "start, stop or status")
+        ->required()
+        ->check(CLI::IsMember({"start", "stop", "status"}));
+    app.add_option("FILE", options.file, "of the record, to be made");
+    app.add_option("--bytes", options.bytes, "the most that the record may take; 268435456");
+}
+
+void replay(CLI::App& app, Options& options) {
+    app.add_option("FILE", options.file, "the record")->required();
+}
+
+void top(CLI::App& app, Options& options) {
+    app.add_option("--interval-ms", options.intervalMs, "milliseconds between two looks")
+        ->check(CLI::Range(50U, 3'600'000U))
+        ->capture_default_str();
+    app.add_option("--most", options.most, "end after so many looks");
+}
+
+constexpr std::array commands{
+    Command{"tables", "all tables: entries, versions, and how far the hardware side is behind",
+            nullptr, listTables},
+    Command{"show", "the entries of a table as policy rules, and where they stand", show,
+            showTable},
+    Command{"log", "the changes that a table's log holds, by version", table, showLog},
+    Command{"stat", "the agent, sizes and memory of all files, and what the hardware side says",
+            nullptr, showStat},
+    Command{"units", "the chip units, and who uses them", nullptr, listUnits},
+    Command{"explain", "where each operation of a key stands, what it waits for, and since when",
+            tableAndKey, explainKey},
+    Command{"watch", "live: operations as they are written, committed and applied", watch,
+            watchTables},
+    Command{"top", "live: rates, queue lengths and lag of each table", top, showTop},
+    Command{"trace", "live: the trace handles and their levels", trace, showTraces},
+    Command{"ring", "the ring trace of a live or a dead agent", ring, showRing},
+    Command{"verify", "checks every record of every collection", nullptr, verifyTree},
+    Command{"compare", "all live entries against a dump of the hardware side", compare,
+            compareWithDump},
+    Command{"record", "live: records all operations of the agent", record, recordOperations},
+    Command{"replay", "live: does a record's operations again, in empty tables", replay,
+            replayRecord},
+    Command{"flush", "live: deletes all entries of all tables", nullptr, flushTables},
+    Command{"reload", "live: the agent reads its policy again", nullptr, reloadPolicy},
+};
+
+} // namespace
+
+std::span<Command const> allCommands() {
+    return commands;
+}
+
+} // namespace LoamCtl
