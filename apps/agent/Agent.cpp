@@ -7,11 +7,9 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <string>
 #include <unistd.h>
 #include <utility>
 #include <variant>
-#include <vector>
 
 namespace LoamAgent {
 
@@ -58,27 +56,21 @@ void Agent::openControl() {
 
 void Agent::sayWhatWasFound() {
     std::uint64_t entries = 0;
-    std::vector<std::string> lines;
+    std::size_t tables = 0;
     for (auto const& table : platform_.tables()) {
         std::uint64_t ofTable = 0;
         for (std::size_t unit = 0; unit < options_.units.size(); ++unit) {
             ofTable += table->entrys(unit);
         }
         entries += ofTable;
-        if (ofTable != 0) {
-            lines.push_back(fmt::format("  {}: {} entries at version {}, {} changes not applied",
-                                        table->name(), ofTable, table->loggedVersion(),
-                                        table->unappliedChanges()));
-        }
+        tables += ofTable == 0 ? 0 : 1;
     }
     auto const run = platform_.group().agentRun();
     progressLine_.say(
         entries == 0 ? fmt::format("start: run {} of the agent, its tables are empty", run)
-                     : fmt::format("restart: run {} of the agent, found {} entries in {} tables",
-                                   run, entries, lines.size()));
-    for (auto const& line : lines) {
-        progressLine_.say(line);
-    }
+                     : fmt::format("restart: run {} of the agent, found {} entries in {} tables, "
+                                   "with {} changes in their logs that are not applied",
+                                   run, entries, tables, platform_.unappliedChanges()));
 }
 
 ExitStatus Agent::run() {

@@ -41,7 +41,7 @@ void Course::begin(Task& task) {
     state_ = State::feeding;
     loggedBefore_ = platform_.loggedChanges();
     countsBefore_ = platform_.counts();
-    progressLine_.begin();
+    counted_ = false;
 }
 
 bool Course::turn() {
@@ -103,6 +103,9 @@ void Course::settle() {
 
 void Course::showProgress() {
     if (state_ != State::settled && task_->counted()) {
+        if (!std::exchange(counted_, true)) {
+            progressLine_.begin(); // what went before is no measure of the hardware side
+        }
         auto const [done, total] = task_->amount();
         progressLine_.update(done, total);
     }

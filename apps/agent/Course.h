@@ -56,6 +56,7 @@ class Course {
     Replay replay_;
     Task* task_ = &programmer_; // one of these
     State state_ = State::settled;
+    bool counted_ = false;            // and progress is told since
     std::uint64_t loggedBefore_ = 0;  // changes of this run before it
     AgentTable::Counts countsBefore_; // likewise
 };
