@@ -43,6 +43,7 @@ void Agent::openControl() {
     addTableRequests(requests_, *this);
     addExplainRequest(requests_, *this);
     addWatchRequest(requests_, *this);
+    addObjectRequests(requests_, *this);
     addRecordRequests(requests_, *this);
     addTraceRequests(requests_);
     try {

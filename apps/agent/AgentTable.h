@@ -5,6 +5,7 @@
 #include <Ombra/Ptr.h>
 #include <Ombra/Publisher.h>
 
+#include <Inspect/Object.h>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -102,6 +103,10 @@ class AgentTable {
     virtual Counts counts() const = 0;
 
     // --- for people who look
+
+    // The unit's table and the table's front door, for access by name.
+    virtual Inspect::Object swTable(std::size_t unit) const = 0;
+    virtual Inspect::Object interfaceObject() const = 0;
 
     // Operations that wait in the resolver, in their order, until `give` says false. Linear.
     virtual void forEachQueued(std::function<bool(Operation const&)> const& give) const = 0;

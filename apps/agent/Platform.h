@@ -49,6 +49,10 @@ class Platform {
     std::size_t placeOfUnit(Asic::UnitId unitId) const; // in `units`, where it is
 
     Asic::GroupInterface& group() const { return *group_; }
+    Ombra::Ptr<Asic::GroupInterface> const& groupObject() const { return group_; }
+    Ombra::Ptr<Asic::OrderedTableInterface> const& orderedTableIntf() const {
+        return orderedTableIntf_;
+    }
     Asic::GroupResolver& resolver() const { return *group_->groupResolver(); }
     Asic::DoorbellReceiver& doorbell() { return *doorbell_; }
 

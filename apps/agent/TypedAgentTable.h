@@ -121,6 +121,11 @@ class TypedAgentTable final : public AgentTable {
         return all;
     }
 
+    Inspect::Object swTable(std::size_t unit) const override {
+        return Inspect::Object{swTables_[unit]};
+    }
+    Inspect::Object interfaceObject() const override { return Inspect::Object{interface_}; }
+
     void forEachQueued(std::function<bool(Operation const&)> const& give) const override {
         std::uint64_t position = 0;
         resolver().forEachQueued(typeid(ResolverEntry), [&](Asic::ResolverEntry const& queued) {

@@ -54,6 +54,31 @@ void ring(CLI::App& app, Options& options) {
                    "write a trace for babeltrace2 and others into this new folder instead");
 }
 
+void path(CLI::App& app, Options& options) {
+    app.add_option("PATH", options.text, "OBJECT.ATTRIBUTE[KEY]...; `loamctl objects` lists them")
+        ->required();
+}
+
+void pathAndValue(CLI::App& app, Options& options) {
+    path(app, options);
+    app.add_option("VALUE", options.arguments, "the value; null for nothing, @PATH for an object")
+        ->required()
+        ->expected(1);
+    app.add_flag("--force", options.force, "do it although it may do harm");
+}
+
+void pathAndArguments(CLI::App& app, Options& options) {
+    path(app, options);
+    app.add_option("ARGUMENT", options.arguments, "values; null for nothing, @PATH for an object");
+    app.add_flag("--force", options.force, "do it although it may do harm");
+}
+
+void iterate(CLI::App& app, Options& options) {
+    path(app, options);
+    app.add_option("--from", options.from, "key to begin with");
+    app.add_option("--most", options.most, "how many elements; all unless given");
+}
+
 void record(CLI::App& app, Options& options) {
     app.add_option("ACTION", options.text, "start, stop or status")
         ->required()
@@ -92,6 +117,13 @@ constexpr std::array commands{
     Command{"verify", "checks every record of every collection", nullptr, verifyTree},
     Command{"compare", "all live entries against a dump of the hardware side", compare,
             compareWithDump},
+    Command{"objects", "live: what a PATH may begin with", nullptr, listObjects},
+    Command{"describe", "live: an object's class, its attributes and operations", path,
+            describeObject},
+    Command{"get", "live: an attribute of an object", path, getAttribute},
+    Command{"set", "live: sets an attribute of an object", pathAndValue, setAttribute},
+    Command{"call", "live: calls an operation of an object", pathAndArguments, callOperation},
+    Command{"iterate", "live: the elements of a collection", iterate, iterateCollection},
     Command{"record", "live: records all operations of the agent", record, recordOperations},
     Command{"replay", "live: does a record's operations again, in empty tables", replay,
             replayRecord},

@@ -7,14 +7,20 @@
 // output, as text or as JSON, and throws `UsageError`, or what shared memory throws.
 namespace LoamCtl {
 
+ExitStatus callOperation(Context& context);
 ExitStatus compareWithDump(Context& context);
+ExitStatus describeObject(Context& context);
 ExitStatus explainKey(Context& context);
 ExitStatus flushTables(Context& context);
+ExitStatus getAttribute(Context& context);
+ExitStatus iterateCollection(Context& context);
+ExitStatus listObjects(Context& context);
 ExitStatus listTables(Context& context);
 ExitStatus listUnits(Context& context);
 ExitStatus recordOperations(Context& context);
 ExitStatus reloadPolicy(Context& context);
 ExitStatus replayRecord(Context& context);
+ExitStatus setAttribute(Context& context);
 ExitStatus showLog(Context& context);
 ExitStatus showRing(Context& context);
 ExitStatus showStat(Context& context);

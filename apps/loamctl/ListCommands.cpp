@@ -27,6 +27,14 @@ Json jsonOf(CLI::App const& command) {
             {"options", options}};
 }
 
+std::vector<std::string> namesIn(Json const& list) {
+    std::vector<std::string> names;
+    for (auto const& each : list) {
+        names.push_back(each["name"]);
+    }
+    return names;
+}
+
 std::string usageOf(Json const& command) {
     auto usage = command["name"].get<std::string>();
     for (auto const& argument : command["arguments"]) {
@@ -43,13 +51,21 @@ std::string usageOf(Json const& command) {
 
 } // namespace
 
-void listCommands(CLI::App& app, bool asJson) {
+void listCommands(CLI::App& app, ListForm form) {
     Json all = Json::array();
     for (auto const* command : app.get_subcommands([](CLI::App const*) { return true; })) {
         all.push_back(jsonOf(*command));
     }
-    if (asJson) {
+    if (form == ListForm::json) {
         fmt::print("{}\n", Json{{"commands", all}}.dump(2));
+        return;
+    }
+    if (form == ListForm::plain) {
+        for (auto const& command : all) {
+            fmt::print("{}\t{}\t{}\n", command["name"].get<std::string>(),
+                       fmt::join(namesIn(command["arguments"]), " "),
+                       fmt::join(namesIn(command["options"]), " "));
+        }
         return;
     }
     using enum TextTable::Align;

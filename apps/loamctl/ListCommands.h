@@ -6,7 +6,10 @@ class App;
 
 namespace LoamCtl {
 
-// All commands of the program with their arguments and options, as the command line knows them.
-void listCommands(CLI::App& app, bool asJson);
+enum class ListForm { people, json, plain };
+
+// All commands of the program with their arguments and options, as the command line knows them. In
+// the plain form a line per command, for the completion of shells.
+void listCommands(CLI::App& app, ListForm form);
 
 } // namespace LoamCtl

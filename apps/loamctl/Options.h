@@ -18,11 +18,14 @@ struct Options {
     std::optional<std::uint32_t> key;
     std::optional<std::uint16_t> unit;
     std::string file;
-    std::string text;                   // a path, a pattern
-    std::vector<std::string> arguments; // of a call
-    std::vector<std::string> events;    // to watch
     std::string folder;                 // to write to
-    std::uint64_t most = 0;             // lines, entries, rounds; 0: all
+    std::string text;                   // a path, a pattern, an action
+    std::string from;                   // a key, as text
+    std::vector<std::string> arguments; // values
+    std::vector<std::string> events;    // to watch
+    bool force = false;
+    bool plain = false;
+    std::uint64_t most = 0; // lines, elements, looks; 0: all
     std::uint64_t bytes = 0;
     std::uint32_t intervalMs = 1000;
 };

@@ -44,7 +44,9 @@ Command const* parse(CLI::App& app, int argc, char** argv, Options& options) {
             command.arguments(*added, options);
         }
     }
-    app.add_subcommand("commands", "this list, with all arguments")->fallthrough();
+    auto* const list = app.add_subcommand("commands", "this list, with all arguments");
+    list->fallthrough();
+    list->add_flag("--plain", options.plain, "for scripts: a line per command, with tabs");
     app.parse(argc, argv);
     options.root = std::filesystem::absolute(options.root).lexically_normal().string();
     return chosen;
@@ -61,7 +63,9 @@ int run(int argc, char** argv) {
         return app.exit(error) == 0 ? exitDone : exitUnusable;
     }
     if (command == nullptr) {
-        listCommands(app, options.json);
+        listCommands(app, options.json    ? ListForm::json
+                          : options.plain ? ListForm::plain
+                                          : ListForm::people);
         return exitDone;
     }
     Context context{options};

@@ -36,6 +36,7 @@ void addWorkRequests(Requests& requests, AgentControl& agent);
 void addTableRequests(Requests& requests, AgentControl& agent);
 void addExplainRequest(Requests& requests, AgentControl& agent);
 void addWatchRequest(Requests& requests, AgentControl& agent);
+void addObjectRequests(Requests& requests, AgentControl& agent);
 void addRecordRequests(Requests& requests, AgentControl& agent);
 void addTraceRequests(Requests& requests);
 

@@ -56,6 +56,8 @@ class RecordingTable final : public AgentTable {
     bool hasPendingHwWrites() const override { return table_.hasPendingHwWrites(); }
     std::uint64_t unappliedChanges() const override { return table_.unappliedChanges(); }
     Counts counts() const override { return table_.counts(); }
+    Inspect::Object swTable(std::size_t unit) const override { return table_.swTable(unit); }
+    Inspect::Object interfaceObject() const override { return table_.interfaceObject(); }
     void forEachQueued(std::function<bool(Operation const&)> const& give) const override {
         table_.forEachQueued(give);
     }

@@ -206,7 +206,10 @@ TEST(LoamCtl, WithoutACommandTellsItsCommands) {
     EXPECT_EQ(programs.ctl({}).status, 2);
     auto const help = programs.ctl({"--help"});
     EXPECT_EQ(help.status, 0);
-    for (auto const* command : {"tables", "show", "log", "stat", "compare", "verify"}) {
+    for (auto const* command :
+         {"tables", "show",    "log",    "stat",    "units",  "explain", "watch",
+          "top",    "trace",   "ring",   "compare", "verify", "get",     "set",
+          "call",   "iterate", "record", "replay",  "flush",  "commands"}) {
         EXPECT_THAT(help.out, HasSubstr(command));
     }
 }

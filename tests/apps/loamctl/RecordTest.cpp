@@ -1,0 +1,190 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <support/ControlClient.h>
+#include <support/Programs.h>
+
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+using testing_support::contentOf;
+using testing_support::policyOf;
+using testing_support::Programs;
+
+constexpr auto emptyPolicy = R"({"openconfig-acl:acl":{}})";
+
+// What all tables hold, without versions.
+json contentOfTables(Programs& programs) {
+    json all;
+    for (auto const& table : json::parse(programs.ctl({"tables", "--json"}).out)["tables"]) {
+        auto const name = table["name"].get<std::string>();
+        for (auto& entry : json::parse(programs.ctl({"show", name, "--json"}).out)["entries"]) {
+            entry.erase("version");
+            entry.erase("hardware");
+            if (entry["state"] == "live") {
+                all[name].push_back(entry);
+            }
+        }
+    }
+    return all;
+}
+
+class Record : public testing::Test {
+  protected:
+    std::unique_ptr<testing_support::ChildProcess> agentWith(Programs& programs,
+                                                             std::string const& policy) {
+        programs.policyIs(policy);
+        auto agent = programs.startAgent();
+        EXPECT_TRUE(agent->says("written: ")) << agent->err();
+        return agent;
+    }
+
+    // Starts to record, when all that the tables held is recorded.
+    void record(Programs& programs, std::vector<std::string> const& more = {}) {
+        std::vector<std::string> command{"record", "start", file()};
+        command.insert(command.end(), more.begin(), more.end());
+        ASSERT_EQ(programs.ctl(command).status, 0);
+        ASSERT_TRUE(testing_support::eventually([&] {
+            return json::parse(
+                       programs.ctl({"record", "status", "--json"}).out)["beginning-complete"] ==
+                   true;
+        }));
+    }
+
+    std::string file() const { return recorded.scratch("record"); }
+
+    Programs recorded;
+    Programs replayed;
+};
+
+TEST_F(Record, ReplayedIntoAnEmptyAgentGivesTheSameTables) {
+    auto const hw = recorded.startHw();
+    auto const agent = agentWith(recorded, policyOf(20));
+    record(recorded);
+    recorded.generatedPolicyIs(50);
+    agent->signal(SIGHUP);
+    ASSERT_TRUE(agent->says("700 entries differed, 0 were as the policy has them, 40 removed"))
+        << agent->out();
+    ASSERT_EQ(recorded.ctl({"flush"}).status, 0);
+    ASSERT_TRUE(agent->says("flushed: 700 entries"));
+    recorded.policyIs(policyOf(30, 22));
+    agent->signal(SIGHUP);
+    ASSERT_TRUE(agent->says("60 entries differed")) << agent->out();
+    recorded.policyIs(policyOf(25, 22));
+    agent->signal(SIGHUP);
+    ASSERT_TRUE(agent->says("10 removed")) << agent->out();
+    auto const stopped = recorded.ctl({"record", "stop"});
+    ASSERT_EQ(stopped.status, 0) << stopped.err;
+    EXPECT_THAT(stopped.out, HasSubstr("closed"));
+
+    auto const hwOfOther = replayed.startHw();
+    auto const other = agentWith(replayed, emptyPolicy);
+    auto const ran = replayed.ctl({"replay", file()});
+    ASSERT_EQ(ran.status, 0) << ran.err;
+    ASSERT_TRUE(other->says("replayed: ")) << other->out() << other->err();
+    ASSERT_TRUE(testing_support::eventually(
+        [&] { return testing_support::countOf(other->out(), "everything is applied") == 2; }));
+    auto const content = contentOfTables(replayed);
+    EXPECT_EQ(content["Ipv4SystemPolicyTcamEntry"].size(), 25U);
+    EXPECT_EQ(content, contentOfTables(recorded));
+    EXPECT_EQ(replayed.endHwAndCompare(*hwOfOther).out, "50 entries in 14 tables agree\n");
+}
+
+TEST_F(Record, HoldsWhatDependedOnWhat) {
+    auto const agent = agentWith(recorded, emptyPolicy);
+    record(recorded);
+    recorded.policyIs(policyOf(1));
+    agent->signal(SIGHUP);
+    ASSERT_TRUE(agent->says("2 entries differed"));
+    ASSERT_EQ(recorded.ctl({"record", "stop"}).status, 0);
+    auto const text = contentOf(file());
+    EXPECT_THAT(text, testing::StartsWith("loam-record 1\nwrite Ipv4SystemPolicyTcamAction 0 0x"));
+    EXPECT_THAT(text,
+                testing::ContainsRegex(
+                    "\nwrite Ipv4SystemPolicyTcamEntry 0 0x[0-9a-f]+ #1 [0-9a-f]+\nend 2\n$"));
+}
+
+TEST_F(Record, IsFullAtItsBoundAndSaysSo) {
+    auto const agent = agentWith(recorded, emptyPolicy);
+    record(recorded, {"--bytes", "4096"});
+    recorded.policyIs(policyOf(100));
+    agent->signal(SIGHUP);
+    ASSERT_TRUE(agent->says("200 entries differed"));
+    EXPECT_THAT(recorded.ctl({"record", "stop"}).out, HasSubstr(", full, closed"));
+    auto const text = contentOf(file());
+    EXPECT_LE(text.size(), 4096U);
+    EXPECT_THAT(text, testing::ContainsRegex("\nfull [0-9]+\n$"));
+}
+
+TEST_F(Record, OfAnAgentThatWasKilledIsGoodAsFarAsItGoes) {
+    testing_support::contentIs(
+        file(), "loam-record 1\nremove MacSystemPolicyTcamEntry 0 0x00000001 -\nwrite MacSys");
+    auto const agent = agentWith(replayed, emptyPolicy);
+    EXPECT_EQ(replayed.ctl({"replay", file()}).out, "the agent replays 1 operations\n");
+    EXPECT_TRUE(agent->says("replayed: 1 operations"));
+}
+
+TEST_F(Record, IsNotMadeOverAFileThatIsThere) {
+    auto const agent = agentWith(recorded, emptyPolicy);
+    testing_support::contentIs(file(), "mine");
+    auto const ran = recorded.ctl({"record", "start", file()});
+    EXPECT_EQ(ran.status, 2);
+    EXPECT_THAT(ran.err, HasSubstr(file()));
+    EXPECT_EQ(contentOf(file()), "mine");
+}
+
+TEST_F(Record, IsNotReplayedIntoTablesThatHoldSomething) {
+    auto const agent = agentWith(recorded, policyOf(2));
+    testing_support::contentIs(file(), "loam-record 1\nend 0\n");
+    auto const ran = recorded.ctl({"replay", file()});
+    EXPECT_EQ(ran.status, 2);
+    EXPECT_THAT(ran.err, HasSubstr("the agent's tables hold 4 entries"));
+}
+
+struct BadRecord {
+    char const* name;
+    char const* text;
+    char const* error;
+};
+
+class RecordRefused : public Record, public testing::WithParamInterface<BadRecord> {};
+
+TEST_P(RecordRefused, WholeWithFileLineAndReason) {
+    auto const agent = agentWith(replayed, emptyPolicy);
+    testing_support::contentIs(file(), GetParam().text);
+    auto const ran = replayed.ctl({"replay", file()});
+    EXPECT_EQ(ran.status, 2);
+    EXPECT_THAT(ran.err, HasSubstr(file()));
+    EXPECT_THAT(ran.err, HasSubstr(GetParam().error));
+    EXPECT_TRUE(contentOfTables(replayed).is_null());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    A, RecordRefused,
+    testing::Values(
+        BadRecord{"FileThatIsNone", "hello\n", "line 1: this is no record"},
+        BadRecord{"OtherVersion", "loam-record 2\nend 0\n",
+                  "the record has version 2, and only version 1 can be replayed"},
+        BadRecord{"UnknownOperation",
+                  "loam-record 1\nremove MacSystemPolicyTcamEntry 0 0x1 -\nmove X 0 0x1 -\n",
+                  "line 3: 'move' is no operation"},
+        BadRecord{"KeyThatIsNone", "loam-record 1\nremove MacSystemPolicyTcamEntry 0 0xg -\n",
+                  "line 2: '0xg' is no key"},
+        BadRecord{"DependencyOnTheFuture",
+                  "loam-record 1\nremove MacSystemPolicyTcamEntry 0 0x1 #1\n",
+                  "line 2: '#1' is nothing to depend on"},
+        BadRecord{"TableThatIsNone", "loam-record 1\nremove Ipv5 0 0x1 -\n",
+                  "operation 1: there is no table Ipv5"},
+        BadRecord{"UnitThatIsNone", "loam-record 1\nremove MacSystemPolicyTcamEntry 3 0x1 -\n",
+                  "operation 1: the agent has no unit 3"},
+        BadRecord{"BytesOfAnotherSize",
+                  "loam-record 1\nwrite MacSystemPolicyTcamEntry 0 0x1 - 00ff\n",
+                  "operation 1: an entry of MacSystemPolicyTcamEntry has "},
+        BadRecord{"BytesThatAreNone",
+                  "loam-record 1\nwrite MacSystemPolicyTcamEntry 0 0x1 - 00zz\n",
+                  "line 2: the bytes of the entry are not hexadecimal"}),
+    [](auto const& info) { return std::string{info.param.name}; });
+
+} // namespace
