@@ -153,7 +153,19 @@ Json Requests::answerTo(Json const& request, Session& session) const {
 }
 
 std::string Requests::answer(std::string const& line, Session& session) const {
-    auto const request = Json::parse(line, nullptr, false);
+    // What is nested deeper than any request is refused before anything recurses into it.
+    constexpr int deepest = 16;
+    bool tooDeep = false;
+    auto const request = Json::parse(
+        line,
+        [&](int depth, Json::parse_event_t, Json const&) {
+            tooDeep = tooDeep || depth > deepest;
+            return !tooDeep;
+        },
+        false);
+    if (tooDeep) {
+        return lineOf(errorJson(fmt::format("a request is nested {} deep at most", deepest)));
+    }
     if (!request.is_object()) {
         return lineOf(errorJson("a request is one line with one JSON object; there is a request "
                                 "\"requests\" that lists all"));

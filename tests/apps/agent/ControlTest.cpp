@@ -79,6 +79,9 @@ struct BadRequest {
     char const* error;
 };
 
+std::string const nested =
+    R"({"request":)" + std::string(20000, '[') + std::string(20000, ']') + "}";
+
 class ControlRefuses : public Control, public testing::WithParamInterface<BadRequest> {};
 
 TEST_P(ControlRefuses, WithASentenceAndStaysUsable) {
@@ -94,6 +97,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         BadRequest{"LineThatIsNoJson", "hello", "a request is one line with one JSON object"},
         BadRequest{"ListInsteadOfAnObject", "[1,2]", "one JSON object"},
+        BadRequest{"RequestNestedDeeply", nested.c_str(), "a request is nested 16 deep at most"},
         BadRequest{"RequestWithoutAName", "{}", "a request names what it asks for"},
         BadRequest{"RequestThatIsNotThere", R"({"request":"tabels"})",
                    "there is no request \"tabels\""},
