@@ -1,12 +1,10 @@
-#include "Convert.h"
-
-#include "ObjectType.h"
-#include "RecordType.h"
-
 #include <fmt/format.h>
 
 #include <limits>
 #include <memory>
+#include <python/Convert.h>
+#include <python/ObjectType.h>
+#include <python/RecordType.h>
 
 namespace py = pybind11;
 
@@ -50,9 +48,11 @@ Inspect::Value numberFrom(PyObject* given) {
         }
         PyErr_Clear();
     }
-    throw Inspect::Error{Inspect::Error::Code::wrongValue,
-                         fmt::format("{} is out of the range of the numbers here, -2147483648 to 18446744073709551615.",
-                                     std::string{py::str(py::handle{given})})};
+    throw Inspect::Error{
+        Inspect::Error::Code::wrongValue,
+        fmt::format(
+            "{} is out of the range of the numbers here, -2147483648 to 18446744073709551615.",
+            std::string{py::str(py::handle{given})})};
 }
 
 // A callable, held for as long as the library may call it. What it raises can't travel through the
@@ -104,24 +104,30 @@ Inspect::Value recordFrom(PyObject* given, Ombra::ValueType const& declared) {
 
 PyObject* toPython(Inspect::Value const& value) {
     switch (value.kind()) {
-    case Ombra::ValueKind::nothing: return Py_NewRef(Py_None);
-    case Ombra::ValueKind::boolean: return PyBool_FromLong(value.asBool() ? 1 : 0);
-    case Ombra::ValueKind::unsignedNumber: return checked(PyLong_FromUnsignedLongLong(value.asNumber()));
-    case Ombra::ValueKind::signedNumber: return signedOf(value);
+    case Ombra::ValueKind::nothing:
+        return Py_NewRef(Py_None);
+    case Ombra::ValueKind::boolean:
+        return PyBool_FromLong(value.asBool() ? 1 : 0);
+    case Ombra::ValueKind::unsignedNumber:
+        return checked(PyLong_FromUnsignedLongLong(value.asNumber()));
+    case Ombra::ValueKind::signedNumber:
+        return signedOf(value);
     case Ombra::ValueKind::string: {
         auto const text = value.asString();
-        return checked(PyUnicode_DecodeUTF8(text.data(), static_cast<Py_ssize_t>(text.size()),
-                                            "replace"));
+        return checked(
+            PyUnicode_DecodeUTF8(text.data(), static_cast<Py_ssize_t>(text.size()), "replace"));
     }
     case Ombra::ValueKind::optional:
         return value.count() == 0 ? Py_NewRef(Py_None) : toPython(value.element(0));
-    case Ombra::ValueKind::list: return listOf(value);
+    case Ombra::ValueKind::list:
+        return listOf(value);
     case Ombra::ValueKind::pointer: {
         auto const object = value.asObject();
         return object ? objectOf(object) : Py_NewRef(Py_None);
     }
     case Ombra::ValueKind::record:
-    case Ombra::ValueKind::handler: break;
+    case Ombra::ValueKind::handler:
+        break;
     }
     return recordOf(value);
 }

@@ -10,11 +10,10 @@
 //
 // Everything runs with the interpreter's lock held.
 
-#include <pybind11/pybind11.h>
-
 #include <Inspect/Class.h>
 #include <Inspect/Object.h>
 #include <Inspect/Value.h>
+#include <pybind11/pybind11.h>
 
 namespace LoamPython {
 

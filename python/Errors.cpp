@@ -1,10 +1,9 @@
-#include "Errors.h"
-
-#include <Inspect/Error.h>
 #include <Ombra/Exception.h>
 
+#include <Inspect/Error.h>
 #include <array>
 #include <cstddef>
+#include <python/Errors.h>
 #include <string>
 
 namespace py = pybind11;
@@ -34,8 +33,7 @@ ErrorClass const errorClasses[] = {
     {Code::wrongValue, "WrongValue", &PyExc_ValueError,
      "A value is of another type than declared, or out of its range."},
     {Code::noObject, "NoObject", &PyExc_TypeError, "Something was asked of no object."},
-    {Code::refused, "Refused", &PyExc_RuntimeError,
-     "It is allowed, and would do harm now."},
+    {Code::refused, "Refused", &PyExc_RuntimeError, "It is allowed, and would do harm now."},
 };
 
 PyObject* errorBase = nullptr;
@@ -63,15 +61,16 @@ void makeErrors(py::module_& module) {
     errorBase = makeClass(module, "Error", "What the library refuses. Nothing has changed.",
                           py::make_tuple(builtin(PyExc_Exception)));
     for (std::size_t i = 0; i < errors.size(); ++i) {
-        errors[i] = makeClass(module, errorClasses[i].name, errorClasses[i].doc,
-                              py::make_tuple(builtin(errorBase), builtin(*errorClasses[i].builtin)));
+        errors[i] =
+            makeClass(module, errorClasses[i].name, errorClasses[i].doc,
+                      py::make_tuple(builtin(errorBase), builtin(*errorClasses[i].builtin)));
     }
     platformError = makeClass(module, "PlatformError",
                               "Shared memory, state store or ring trace could not do its part.",
                               py::make_tuple(builtin(errorBase), builtin(PyExc_OSError)));
-    corruptionError = makeClass(module, "CorruptionDetected",
-                                "Shared memory was found inconsistent at a read.",
-                                py::make_tuple(builtin(platformError)));
+    corruptionError =
+        makeClass(module, "CorruptionDetected", "Shared memory was found inconsistent at a read.",
+                  py::make_tuple(builtin(platformError)));
 }
 
 void raiseCurrent() {

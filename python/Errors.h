@@ -3,9 +3,8 @@
 // What the library throws, as Python raises it. Each class has, beside `loam.Error`, the built-in
 // class that a Python programmer would catch.
 
-#include <pybind11/pybind11.h>
-
 #include <exception>
+#include <pybind11/pybind11.h>
 #include <utility>
 
 namespace LoamPython {

@@ -1,20 +1,19 @@
 // `loam._loam`: the inspection layer as Python sees it, plain. What is comfortable stands in the
 // package's Python files.
 //
-// No table class is known here. The interpreter's lock is held throughout: a script is an agent with
-// one thread.
+// No table class is known here. The interpreter's lock is held throughout: a script is an agent
+// with one thread.
 
-#include "Convert.h"
-#include "Errors.h"
-#include "ObjectType.h"
-#include "OperationType.h"
-#include "Platform.h"
-#include "RecordType.h"
-
-#include <pybind11/stl.h>
+#include <Ombra/Exception.h>
 
 #include <Inspect/Iterator.h>
-#include <Ombra/Exception.h>
+#include <pybind11/stl.h>
+#include <python/Convert.h>
+#include <python/Errors.h>
+#include <python/ObjectType.h>
+#include <python/OperationType.h>
+#include <python/Platform.h>
+#include <python/RecordType.h>
 #include <vector>
 
 namespace py = pybind11;
@@ -37,8 +36,8 @@ py::object python(Inspect::Value const& value) {
 }
 
 Inspect::Value keyFor(Inspect::Attribute const& attribute, py::handle key) {
-    return fromPython(key.ptr(), attribute.keyType == nullptr ? Ombra::Impl::nothingType
-                                                              : *attribute.keyType);
+    return fromPython(key.ptr(),
+                      attribute.keyType == nullptr ? Ombra::Impl::nothingType : *attribute.keyType);
 }
 
 Inspect::Value valueFor(Inspect::Attribute const& attribute, py::handle value) {
@@ -49,9 +48,8 @@ std::vector<Inspect::Value> values(std::span<Inspect::Argument const> declared,
                                    py::args const& given) {
     std::vector<Inspect::Value> result;
     for (std::size_t i = 0; i < given.size(); ++i) {
-        result.push_back(fromPython(given[i].ptr(), i < declared.size()
-                                                        ? *declared[i].type
-                                                        : Ombra::Impl::nothingType));
+        result.push_back(fromPython(
+            given[i].ptr(), i < declared.size() ? *declared[i].type : Ombra::Impl::nothingType));
     }
     return result;
 }
@@ -90,7 +88,8 @@ void describeAttributes(py::module_& module) {
         .def_property_readonly("kind",
                                [](Attribute const& self) { return Inspect::textOf(self.kind); })
         .def_property_readonly("type", [](Attribute const& self) { return self.type->name; })
-        .def_property_readonly("value_kind", [](Attribute const& self) { return int(self.type->kind); })
+        .def_property_readonly("value_kind",
+                               [](Attribute const& self) { return int(self.type->kind); })
         .def_property_readonly("doc", [](Attribute const& self) { return self.doc; })
         .def_readonly("read_only", &Attribute::readOnly)
         .def_readonly("callable", &Attribute::callable)
@@ -101,7 +100,8 @@ void describeAttributes(py::module_& module) {
                                [](Attribute const& self) {
                                    py::list all;
                                    for (auto const& each : self.arguments) {
-                                       all.append(py::cast(&each, py::return_value_policy::reference));
+                                       all.append(
+                                           py::cast(&each, py::return_value_policy::reference));
                                    }
                                    return all;
                                })
@@ -118,13 +118,15 @@ void describeClasses(py::module_& module) {
         .def_property_readonly("name", [](Class const& self) { return self.name(); })
         .def_property_readonly("module", [](Class const& self) { return self.moduleName(); })
         .def_property_readonly("doc", [](Class const& self) { return self.doc(); })
-        .def_property_readonly("base", [](Class const& self) { return self.base(); },
-                               py::return_value_policy::reference)
+        .def_property_readonly(
+            "base", [](Class const& self) { return self.base(); },
+            py::return_value_policy::reference)
         .def_property_readonly("own_attributes",
                                [](Class const& self) {
                                    py::list all;
                                    for (auto const& each : self.ownAttributes()) {
-                                       all.append(py::cast(&each, py::return_value_policy::reference));
+                                       all.append(
+                                           py::cast(&each, py::return_value_policy::reference));
                                    }
                                    return all;
                                })
@@ -157,10 +159,10 @@ void describeAccess(py::module_& module) {
     module.def("has", [](py::handle self, Attribute const& attribute, py::handle key) {
         return object(self).has(attribute, keyFor(attribute, key));
     });
-    module.def("element_is", [](py::handle self, Attribute const& attribute, py::handle key,
-                                py::handle value) {
-        object(self).set(attribute, keyFor(attribute, key), valueFor(attribute, value));
-    });
+    module.def("element_is",
+               [](py::handle self, Attribute const& attribute, py::handle key, py::handle value) {
+                   object(self).set(attribute, keyFor(attribute, key), valueFor(attribute, value));
+               });
     module.def("key_is", [](py::handle self, Attribute const& attribute, py::handle key) {
         object(self).set(attribute, keyFor(attribute, key), Inspect::Value{true});
     });
@@ -209,13 +211,14 @@ void addType(py::module_& module, char const* name, PyTypeObject* type) {
 PYBIND11_MODULE(_loam, module) {
     using namespace LoamPython;
     makeErrors(module);
-    py::register_exception_translator([](std::exception_ptr thrown) { // by value: a pointer to function is wanted
-        try {
-            std::rethrow_exception(thrown);
-        } catch (Ombra::Exception const&) {
-            raiseCurrent();
-        }
-    });
+    py::register_exception_translator(
+        [](std::exception_ptr thrown) { // by value: a pointer to function is wanted
+            try {
+                std::rethrow_exception(thrown);
+            } catch (Ombra::Exception const&) {
+                raiseCurrent();
+            }
+        });
     addType(module, "Object", makeObjectType());
     addType(module, "Record", makeRecordType());
     addType(module, "Operation", makeOperationType());

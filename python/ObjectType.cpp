@@ -1,11 +1,9 @@
-#include "ObjectType.h"
-
-#include "Convert.h"
-#include "Errors.h"
-
 #include <fmt/format.h>
 
 #include <new>
+#include <python/Convert.h>
+#include <python/Errors.h>
+#include <python/ObjectType.h>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -17,8 +15,7 @@ namespace LoamPython {
 namespace {
 
 struct PyInspectObject {
-    PyObject_HEAD
-    Inspect::Object object;
+    PyObject_HEAD Inspect::Object object;
 };
 
 PyTypeObject* objectType = nullptr;
@@ -68,17 +65,17 @@ PyObject* construct(PyTypeObject* type, PyObject* arguments, PyObject* keywords)
                                  "loam.classes() lists those there are."};
         }
         if (keywords != nullptr && PyDict_Size(keywords) != 0) {
-            throw Inspect::Error{Inspect::Error::Code::wrongArguments,
-                                 fmt::format("The constructor arguments of {} have no keywords.",
-                                             cls->name())};
+            throw Inspect::Error{
+                Inspect::Error::Code::wrongArguments,
+                fmt::format("The constructor arguments of {} have no keywords.", cls->name())};
         }
         auto const declared = cls->constructorArguments();
         std::vector<Inspect::Value> values;
         for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(arguments); ++i) {
             auto const at = static_cast<std::size_t>(i);
-            values.push_back(fromPython(PyTuple_GET_ITEM(arguments, i),
-                                        at < declared.size() ? *declared[at].type
-                                                             : Ombra::Impl::nothingType));
+            values.push_back(
+                fromPython(PyTuple_GET_ITEM(arguments, i),
+                           at < declared.size() ? *declared[at].type : Ombra::Impl::nothingType));
         }
         return wrap(type, cls->construct(values));
     });
@@ -116,7 +113,8 @@ Py_hash_t hash(PyObject* self) {
 
 PyTypeObject* makeObjectType() {
     static PyType_Slot slots[] = {
-        {Py_tp_doc, const_cast<char*>("An object of the library, driven by the names of its attributes.")},
+        {Py_tp_doc,
+         const_cast<char*>("An object of the library, driven by the names of its attributes.")},
         {Py_tp_new, reinterpret_cast<void*>(construct)},
         {Py_tp_dealloc, reinterpret_cast<void*>(destroy)},
         {Py_tp_repr, reinterpret_cast<void*>(represent)},

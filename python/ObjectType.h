@@ -4,9 +4,8 @@
 // layer has a subclass, made when its first object is met (loam/_classes.py); calling it makes an
 // object by the class's constructor arguments.
 
-#include <pybind11/pybind11.h>
-
 #include <Inspect/Object.h>
+#include <pybind11/pybind11.h>
 
 namespace LoamPython {
 

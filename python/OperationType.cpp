@@ -1,13 +1,11 @@
-#include "OperationType.h"
-
-#include "Convert.h"
-#include "Errors.h"
-#include "ObjectType.h"
-
 #include <fmt/format.h>
-#include <structmember.h>
 
 #include <array>
+#include <python/Convert.h>
+#include <python/Errors.h>
+#include <python/ObjectType.h>
+#include <python/OperationType.h>
+#include <structmember.h>
 
 namespace py = pybind11;
 
@@ -16,8 +14,7 @@ namespace LoamPython {
 namespace {
 
 struct PyOperation {
-    PyObject_HEAD
-    vectorcallfunc vectorcall;
+    PyObject_HEAD vectorcallfunc vectorcall;
     Inspect::Attribute const* operation;
 };
 
@@ -112,8 +109,7 @@ PyTypeObject* makeOperationType() {
                                   {0, nullptr}};
     static PyType_Spec spec{"loam.Operation", sizeof(PyOperation), 0,
                             Py_TPFLAGS_DEFAULT | Py_TPFLAGS_HAVE_VECTORCALL |
-                                Py_TPFLAGS_METHOD_DESCRIPTOR |
-                                Py_TPFLAGS_DISALLOW_INSTANTIATION,
+                                Py_TPFLAGS_METHOD_DESCRIPTOR | Py_TPFLAGS_DISALLOW_INSTANTIATION,
                             slots};
     operationType = reinterpret_cast<PyTypeObject*>(PyType_FromSpec(&spec));
     if (operationType == nullptr) {

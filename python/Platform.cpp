@@ -1,9 +1,3 @@
-#include "Platform.h"
-
-#include "Convert.h"
-#include "ObjectType.h"
-#include "RecordType.h"
-
 #include <Asic/Doorbell.h>
 #include <Asic/OrderedTableInterface.h>
 #include <Orbis/EntityManager.h>
@@ -11,12 +5,15 @@
 #include <Zet/Entity.h>
 #include <ZetSharedMem/EntityManager.h>
 
-#include <pybind11/stl.h>
-
 #include <fmt/format.h>
 
 #include <apps/policy/Policy.h>
 #include <memory>
+#include <pybind11/stl.h>
+#include <python/Convert.h>
+#include <python/ObjectType.h>
+#include <python/Platform.h>
+#include <python/RecordType.h>
 #include <string>
 #include <variant>
 
@@ -40,15 +37,15 @@ Ombra::ValueType const& valueType(std::string_view name) {
             there += fmt::format("{}{}", there.empty() ? "" : ", ", module->typeNames[i]);
         }
     }
-    throw Inspect::Error{Inspect::Error::Code::unknownClass,
-                         fmt::format("There is no plain value \"{}\". There are: {}.", name, there)};
+    throw Inspect::Error{
+        Inspect::Error::Code::unknownClass,
+        fmt::format("There is no plain value \"{}\". There are: {}.", name, there)};
 }
 
 Orbis::EntityManager& managerOf(py::handle given) {
     Inspect::Object const* const object = maybeObject(given.ptr());
-    auto* const manager = object == nullptr
-                              ? nullptr
-                              : dynamic_cast<Orbis::EntityManager*>(object->node().get());
+    auto* const manager =
+        object == nullptr ? nullptr : dynamic_cast<Orbis::EntityManager*>(object->node().get());
     if (manager == nullptr) {
         throw py::type_error{"expected an entity manager, and was given " +
                              std::string{py::repr(given)}};
@@ -69,9 +66,9 @@ void stop(py::handle given) {
 }
 
 py::tuple recordTuple(LoamPolicy::TableRecord const& record) {
-    return py::make_tuple(record.tblId, record.key,
-                          py::bytes{reinterpret_cast<char const*>(record.fields.data()),
-                                    record.fields.size()});
+    return py::make_tuple(
+        record.tblId, record.key,
+        py::bytes{reinterpret_cast<char const*>(record.fields.data()), record.fields.size()});
 }
 
 py::list policy(std::string const& path) {

@@ -1,11 +1,9 @@
-#include "RecordType.h"
-
-#include "Convert.h"
-#include "Errors.h"
-
 #include <fmt/format.h>
 
 #include <new>
+#include <python/Convert.h>
+#include <python/Errors.h>
+#include <python/RecordType.h>
 #include <utility>
 
 namespace py = pybind11;
@@ -15,8 +13,7 @@ namespace LoamPython {
 namespace {
 
 struct PyRecord {
-    PyObject_HEAD
-    Inspect::Value value;
+    PyObject_HEAD Inspect::Value value;
 };
 
 PyTypeObject* recordType = nullptr;
@@ -70,8 +67,8 @@ PyObject* compare(PyObject* self, PyObject* other, int operation) {
 }
 
 Py_hash_t hash(PyObject* self) {
-    auto const hashed = py::reinterpret_steal<py::object>(
-        held(self).hasNumber() ? number(self) : text(self));
+    auto const hashed =
+        py::reinterpret_steal<py::object>(held(self).hasNumber() ? number(self) : text(self));
     return hashed ? PyObject_Hash(hashed.ptr()) : -1;
 }
 

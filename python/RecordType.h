@@ -4,9 +4,8 @@
 // version, an identifier. It is immutable, shows itself by its text, compares by value, and stands
 // for its number where it has one (a key is equal to its number and hashes as it).
 
-#include <pybind11/pybind11.h>
-
 #include <Inspect/Value.h>
+#include <pybind11/pybind11.h>
 
 namespace LoamPython {
 

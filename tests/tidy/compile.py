@@ -67,7 +67,7 @@ def headers(build):
     for flags in commands(build).values():
         everything += [flag for flag in flags if flag not in everything or flag == "-isystem"]
     wanted = []
-    for folder in ("platform", "OrderedTable", "LoamSystemAcl", "catalogue", "apps"):
+    for folder in ("platform", "OrderedTable", "LoamSystemAcl", "catalogue", "apps", "python"):
         wanted += (PROJECT / folder).rglob("*.h")
     wanted = [path for path in wanted if not is_pattern(path)]
     wanted += (build / "generated").rglob(f"*{MEMBER}*.h")

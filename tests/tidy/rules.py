@@ -36,6 +36,7 @@ MAY_INCLUDE = {
     "apps/hw": ["platform/LoamSystemAclTypes", "apps/policy"],
     "apps/loamctl": ["platform/LoamSystemAclTypes", "apps/policy"],
     "apps/agent": ["LoamSystemAcl", "apps/policy"],
+    "python": ["platform/Asic", "apps/policy"],
 }
 
 # Single headers that a lower folder may include all the same: they include nothing themselves.
