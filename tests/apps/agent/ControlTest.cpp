@@ -118,7 +118,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadRequest{"EventThatIsNotThere", R"({"request":"watch","events":["gone"]})",
                    "an event to watch is none of these"},
         BadRequest{"TraceLevelThatIsNone", R"({"request":"trace","set":"*=17"})", "17"}),
-    [](auto const& info) { return std::string{info.param.name}; });
+    [](auto const& test) { return std::string{test.param.name}; });
 
 TEST_F(Control, NamesWhatThereIsInsteadOfWhatIsNot) {
     auto const answer = ControlClient{path()}.ask({{"request", "pending"}, {"table", "Ipv5"}});
