@@ -32,6 +32,9 @@ Agent::Agent(Options const& options, std::shared_ptr<LoamPolicy::Policy const> p
     if (!policyWatch_.trouble().empty()) {
         progressLine_.say(policyWatch_.trouble());
     }
+    if (auto const fault = Programmer::fault(*policy, platform_); !fault.empty()) {
+        throw Ombra::Exception{fmt::format("{}: {}", options_.policyFile, fault)};
+    }
     openControl();
     course_.program(std::move(policy));
     post();
@@ -181,11 +184,15 @@ std::string Agent::reload(std::string_view why) {
     }
     policyWatch_.readNow();
     auto loaded = LoamPolicy::Policy::load(options_.policyFile);
-    if (auto const* error = std::get_if<LoamPolicy::PolicyError>(&loaded)) {
+    auto const* const error = std::get_if<LoamPolicy::PolicyError>(&loaded);
+    auto const fault = error != nullptr
+                           ? error->text()
+                           : Programmer::fault(std::get<LoamPolicy::Policy>(loaded), platform_);
+    if (!fault.empty()) {
         progressLine_.say(
             fmt::format("the policy file {} and is refused; what is programmed stays", why));
-        fmt::print(stderr, "loam-agent: {}\n", error->text());
-        return error->text();
+        fmt::print(stderr, "loam-agent: {}\n", fault);
+        return fault;
     }
     progressLine_.say(fmt::format("the policy file {}", why));
     course_.program(std::make_shared<LoamPolicy::Policy const>(

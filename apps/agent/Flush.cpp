@@ -9,7 +9,7 @@ void Flush::start() {
     pairs_.clear();
     tails_.clear();
     total_ = 0;
-    for (std::size_t kind = 0; kind < LoamPolicy::kindCount; ++kind) {
+    for (auto const kind : platform_.kinds()) {
         auto const policy = static_cast<LoamPolicy::PolicyKind>(kind);
         auto const entries = LoamPolicy::tblIdOf(policy, LoamPolicy::TableHolds::Entries);
         auto const actions = LoamPolicy::tblIdOf(policy, LoamPolicy::TableHolds::Actions);

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <apps/agent/Platform.h>
 #include <apps/agent/record/RecordingTable.h>
+#include <apps/policy/PolicyKind.h>
 
 namespace LoamAgent {
 
@@ -45,6 +46,13 @@ Platform::Platform(Options const& options) : units_{options.units} {
 
 void Platform::openTables(Options const& options) {
     tables_ = allAgentTables(orderedTableIntf_);
+    for (std::size_t kind = 0; kind < LoamPolicy::kindCount; ++kind) {
+        auto const policy = static_cast<LoamPolicy::PolicyKind>(kind);
+        if (table(LoamPolicy::tblIdOf(policy, LoamPolicy::TableHolds::Actions)) != nullptr &&
+            table(LoamPolicy::tblIdOf(policy, LoamPolicy::TableHolds::Entries)) != nullptr) {
+            kinds_.push_back(kind);
+        }
+    }
     group_ = orderedTableIntf_->groupIntf(
         Asic::Constants::canonicalizeGroupName(Ombra::String{agentName}, Ombra::String{groupName}));
     loggedAtStart_ = sumOfLoggedVersions(tables_);

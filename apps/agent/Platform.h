@@ -42,6 +42,9 @@ class Platform {
     AgentTable* table(std::uint16_t tblId) const;
     AgentTable* table(std::string_view name) const;
 
+    // The policies whose two tables there are: all of them, unless a developer builds only some.
+    std::vector<std::size_t> const& kinds() const { return kinds_; }
+
     // Who records; null for nobody. Not owned.
     void recorderIs(Recorder* recorder);
 
@@ -81,6 +84,7 @@ class Platform {
     Ombra::Ptr<Asic::GenId> relaunch_;
     std::uint64_t relaunchMajorId_ = 0;
     std::vector<Asic::UnitId> units_;
+    std::vector<std::size_t> kinds_;
     Ombra::Ptr<Asic::OrderedTableInterface> orderedTableIntf_;
     std::vector<std::unique_ptr<AgentTable>> tables_;    // by tblId
     std::vector<std::unique_ptr<AgentTable>> recording_; // before these; made when first used

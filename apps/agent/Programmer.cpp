@@ -34,6 +34,16 @@ std::vector<std::vector<std::uint32_t>> keysOf(LoamPolicy::Policy const& policy)
 Programmer::Programmer(Platform& platform, std::size_t unitCount)
     : platform_{platform}, unitCount_{unitCount} {}
 
+std::string Programmer::fault(LoamPolicy::Policy const& policy, Platform const& platform) {
+    for (auto const& rule : policy.rules()) {
+        if (std::ranges::find(platform.kinds(), kindOf(rule.entry.tblId)) ==
+            platform.kinds().end()) {
+            return fmt::format("{}: this agent was built without the tables for it", rule.text);
+        }
+    }
+    return {};
+}
+
 void Programmer::start(std::shared_ptr<LoamPolicy::Policy const> policy) {
     policy_ = std::move(policy);
     phase_ = Phase::searching;
@@ -137,11 +147,11 @@ void Programmer::answered(std::uint64_t job, Asic::SwTableBase::EntryState state
 
 // Looks through one pair of tables at a time, so that none of the calls takes long.
 void Programmer::searchGone() {
-    if (nextSearch_ == LoamPolicy::kindCount * unitCount_) {
+    if (nextSearch_ == platform_.kinds().size() * unitCount_) {
         phase_ = Phase::writing;
         return;
     }
-    std::size_t const kind = nextSearch_ / unitCount_;
+    std::size_t const kind = platform_.kinds()[nextSearch_ / unitCount_];
     std::size_t const unit = nextSearch_ % unitCount_;
     ++nextSearch_;
     std::vector<std::uint32_t> held;
@@ -209,7 +219,7 @@ void Programmer::removeEntry(Gone const& gone) {
 }
 
 void Programmer::sweepEntries() {
-    for (std::size_t kind = 0; kind < LoamPolicy::kindCount; ++kind) {
+    for (auto const kind : platform_.kinds()) {
         for (std::size_t unit = 0; unit < unitCount_; ++unit) {
             sweptEntries_[kind] += entries(kind).sweep(unit);
         }
@@ -221,7 +231,7 @@ void Programmer::sweepEntries() {
 // Nothing has been asked of the tables of entries since their sweep: its removes are the end of the
 // log.
 void Programmer::noteCommitted() {
-    for (std::size_t kind = 0; kind < LoamPolicy::kindCount; ++kind) {
+    for (auto const kind : platform_.kinds()) {
         auto const& table = entries(kind);
         entriesGone_[kind] = table.loggedPlace();
         if (auto const swept = sweptEntries_[kind]; swept != 0) {
@@ -253,7 +263,7 @@ void Programmer::removeAction(Gone const& gone) {
 
 // Closes their marking phase. What it would remove is removed already, in its order.
 void Programmer::sweepActions() {
-    for (std::size_t kind = 0; kind < LoamPolicy::kindCount; ++kind) {
+    for (auto const kind : platform_.kinds()) {
         for (std::size_t unit = 0; unit < unitCount_; ++unit) {
             actions(kind).sweep(unit);
         }

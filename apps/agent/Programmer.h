@@ -53,6 +53,9 @@ class Programmer final : public Task {
 
     Programmer(Platform& platform, std::size_t unitCount);
 
+    // Why the tables can't take the policy; empty when they can.
+    static std::string fault(LoamPolicy::Policy const& policy, Platform const& platform);
+
     void start(std::shared_ptr<LoamPolicy::Policy const> policy);
 
     bool feed(std::size_t budget) override;
@@ -105,7 +108,7 @@ class Programmer final : public Task {
     std::shared_ptr<LoamPolicy::Policy const> policy_;
     Phase phase_ = Phase::fed;
     bool replaying_ = false;     // tables were marking at its beginning
-    std::size_t nextSearch_ = 0; // kind times units plus unit
+    std::size_t nextSearch_ = 0; // place in the platform's kinds times units plus unit
     std::size_t nextWrite_ = 0;  // rule times units plus unit
     std::size_t nextGone_ = 0;
     std::vector<std::vector<std::uint32_t>> wanted_; // by kind: the policy's keys, ascending

@@ -242,6 +242,6 @@ INSTANTIATE_TEST_SUITE_P(
         BadPath{"HazardousCall",
                 {"call", "MacSystemPolicyTcamEntry.handleInitialized"},
                 "only with \"force\""}),
-    [](auto const& test) { return std::string{test.param.name}; });
+    [](auto const& bad) { return std::string{bad.param.name}; });
 
 } // namespace

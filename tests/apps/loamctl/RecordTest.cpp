@@ -185,6 +185,6 @@ INSTANTIATE_TEST_SUITE_P(
         BadRecord{"BytesThatAreNone",
                   "loam-record 1\nwrite MacSystemPolicyTcamEntry 0 0x1 - 00zz\n",
                   "line 2: the bytes of the entry are not hexadecimal"}),
-    [](auto const& test) { return std::string{test.param.name}; });
+    [](auto const& bad) { return std::string{bad.param.name}; });
 
 } // namespace
