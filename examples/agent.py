@@ -13,6 +13,11 @@ import sys
 import loam
 
 
+def entry_of(table, record):
+    """What a table takes: the policy's bytes without the padding behind the last."""
+    return record.key, record.fields[: len(table.entry(0).fields)]
+
+
 def program(agent, policy, unit):
     doors = agent.interfaces()
     tables = {number: door.makeSwTable(unit, None, False) for number, door in doors.items()}
@@ -20,10 +25,11 @@ def program(agent, policy, unit):
     handles = []
     refused = []
     for rule in policy:
-        action = tables[rule.action.tblId].entryWrite(rule.action.key, rule.action[1:], None)
-        entry = tables[rule.entry.tblId].entryWrite(
+        actions, entries = tables[rule.action.tblId], tables[rule.entry.tblId]
+        action = actions.entryWrite(rule.action.key, entry_of(actions, rule.action), None)
+        entry = entries.entryWrite(
             rule.entry.key,
-            rule.entry[1:],
+            entry_of(entries, rule.entry),
             action,  # the entry is committed behind its action
             lambda handle, rule=rule: refused.append(rule) if str(handle.entryState) == "entryFailed" else None,
         )

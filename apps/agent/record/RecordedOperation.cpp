@@ -152,7 +152,8 @@ std::variant<std::vector<RecordedOperation>, std::string> readRecord(std::string
         } else if (line.starts_with("end ") || line.starts_with("full ")) {
             ended = true;
         } else {
-            fault = readOperation(line, operations.size() + 1, operations.emplace_back());
+            auto& operation = operations.emplace_back();
+            fault = readOperation(line, operations.size(), operation);
         }
     }
     if (!fault.empty()) {

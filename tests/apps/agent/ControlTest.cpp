@@ -237,12 +237,12 @@ TEST_F(Control, TellsAWatcherThatEventsWereLost) {
     EXPECT_EQ(told + lost, 31960U);
 }
 
-TEST_F(Control, FlushDeletesAllEntriesWithOneChangePerTable) {
+TEST_F(Control, FlushDeletesAllEntriesWithOneChangePerTableThatHasSome) {
     auto const hw = programs.startHw();
     ASSERT_TRUE(agent->says("everything is applied"));
     auto const flushed = programs.ctl({"flush"});
     EXPECT_EQ(flushed.out, "the agent deletes 20 entries\n") << flushed.err;
-    ASSERT_TRUE(agent->says("flushed: 20 entries; hardware operations: 14")) << agent->out();
+    ASSERT_TRUE(agent->says("flushed: 20 entries; hardware operations: 2")) << agent->out();
     ASSERT_TRUE(testing_support::eventually(
         [&] { return testing_support::countOf(agent->out(), "everything is applied") == 2; }));
     hw->signal(SIGTERM);

@@ -66,7 +66,7 @@ TEST(Show, DecodesARuleAndTellsWhereItStands) {
     auto const shown = programs.ctl({"show", "ipv4entry"});
     EXPECT_EQ(shown.status, 0) << shown.err;
     EXPECT_EQ(std::ranges::count(shown.out, '\n'), 11);
-    EXPECT_THAT(shown.out, HasSubstr("live   waiting   set"));
+    EXPECT_THAT(shown.out, HasSubstr("live   waiting  set"));
     EXPECT_THAT(shown.out, HasSubstr("permit tcp any -> any dport 179"));
 }
 

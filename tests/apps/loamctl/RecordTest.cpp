@@ -18,9 +18,11 @@ constexpr auto emptyPolicy = R"({"openconfig-acl:acl":{}})";
 // What all tables hold, without versions.
 json contentOfTables(Programs& programs) {
     json all;
-    for (auto const& table : json::parse(programs.ctl({"tables", "--json"}).out)["tables"]) {
+    auto const tables = json::parse(programs.ctl({"tables", "--json"}).out);
+    for (auto const& table : tables["tables"]) {
         auto const name = table["name"].get<std::string>();
-        for (auto& entry : json::parse(programs.ctl({"show", name, "--json"}).out)["entries"]) {
+        auto shown = json::parse(programs.ctl({"show", name, "--json"}).out);
+        for (auto& entry : shown["entries"]) {
             entry.erase("version");
             entry.erase("hardware");
             if (entry["state"] == "live") {
@@ -87,6 +89,7 @@ TEST_F(Record, ReplayedIntoAnEmptyAgentGivesTheSameTables) {
     ASSERT_TRUE(testing_support::eventually(
         [&] { return testing_support::countOf(other->out(), "everything is applied") == 2; }));
     auto const content = contentOfTables(replayed);
+    ASSERT_TRUE(content.contains("Ipv4SystemPolicyTcamEntry")) << other->out();
     EXPECT_EQ(content["Ipv4SystemPolicyTcamEntry"].size(), 25U);
     EXPECT_EQ(content, contentOfTables(recorded));
     EXPECT_EQ(replayed.endHwAndCompare(*hwOfOther).out, "50 entries in 14 tables agree\n");
