@@ -162,7 +162,7 @@ void Programmer::searchGone() {
     }
     progress_.total += held.size();
     std::ranges::sort(held);
-    held.erase(std::ranges::unique(held).begin(), held.end());
+    held.erase(std::unique(held.begin(), held.end()), held.end());
     for (std::uint32_t const key : held) {
         gone_.push_back({kind, unit, key});
     }

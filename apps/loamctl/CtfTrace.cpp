@@ -36,7 +36,7 @@ void put(std::string& bytes, Number number) {
 }
 
 void putText(std::string& bytes, std::string const& text) {
-    bytes.append(text.c_str()); // up to a zero byte, should it hold one
+    bytes += std::string_view{text}.substr(0, text.find('\0')); // up to one that it may hold
     bytes += '\0';
 }
 

@@ -39,9 +39,9 @@ void Value::destroy() noexcept {
 }
 
 Value::Value(bool value) : Value{of(value)} {}
-Value::Value(Ombra::String text) : Value{of(text)} {}
+Value::Value(Ombra::String const& text) : Value{of(text)} {}
 Value::Value(std::uint64_t number, Number) : Value{of(number)} {}
-Value::Value(Ombra::NodeHandler handler) : Value{of(handler)} {}
+Value::Value(Ombra::NodeHandler const& handler) : Value{of(handler)} {}
 
 Value::Value(Object const& object)
     : Value{object.isConst() ? of(Ombra::Ptr<Ombra::Node const>{object.node()})

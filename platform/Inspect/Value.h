@@ -31,11 +31,11 @@ class LOAM_EXPORT Value {
   public:
     Value() noexcept = default; // nothing
     Value(bool value);
-    Value(Ombra::String text);
+    Value(Ombra::String const& text);
     Value(char const* text) : Value{Ombra::String{text}} {}
     Value(std::string_view text) : Value{Ombra::String{text}} {}
     Value(Object const& object);
-    Value(Ombra::NodeHandler handler);
+    Value(Ombra::NodeHandler const& handler);
 
     template <typename T>
     requires(std::is_unsigned_v<T> && !std::is_same_v<T, bool>) Value(T number)

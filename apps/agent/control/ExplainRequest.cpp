@@ -41,7 +41,7 @@ class Chain {
         return head;
     }
 
-    void step(char const* what, std::string const& text, Json more = Json::object()) {
+    void step(char const* what, std::string const& text, Json const& more = Json::object()) {
         Json one{{"what", what}, {"text", text}};
         one.update(more);
         steps_.push_back(std::move(one));

@@ -29,6 +29,7 @@ inline std::size_t placeOfUnit(std::vector<std::uint16_t> const& units, std::uin
     auto const found = std::ranges::find(units, unit);
     if (found == units.end()) {
         std::vector<std::string> names;
+        names.reserve(units.size());
         for (auto const each : units) {
             names.push_back(fmt::to_string(each));
         }

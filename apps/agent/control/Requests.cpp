@@ -55,6 +55,7 @@ std::string shortText(Json const& value) {
 
 std::vector<std::string> namesOf(std::vector<Argument> const& arguments) {
     std::vector<std::string> names;
+    names.reserve(arguments.size());
     for (auto const& each : arguments) {
         names.emplace_back(each.name);
     }
