@@ -68,7 +68,7 @@ Value call(Ombra::Node* object, Attribute const& operation, std::span<Value cons
         }
     }
     return Value::make(*operation.type, [&](void* room) {
-        operation.code->operation(room, object, Ombra::InspectOp::call, nullptr,
+        operation.code->operation(room, object, fieldOf(operation), Ombra::InspectOp::call, nullptr,
                                   memoryOf(converted.pointers()));
         return true;
     });

@@ -32,6 +32,10 @@ inline void* memoryOf(void const* value) noexcept {
     return const_cast<void*>(value);
 }
 
+inline Ombra::FieldDescriptor fieldOf(Attribute const& attribute) noexcept {
+    return Ombra::FieldDescriptor{attribute.number};
+}
+
 // "transientAddEntry of Ipv4SystemPolicyTcamEntrySwTable"
 std::string nameOf(Attribute const& attribute);
 

@@ -12,22 +12,6 @@ namespace FieldFlag = Ombra::FieldFlag;
 
 namespace {
 
-// A number that differs for the names of one class, once it is multiplied well: the length, the
-// first eight bytes and the last eight.
-std::uint64_t mixOf(std::string_view name) noexcept {
-    std::uint64_t first = 0;
-    std::uint64_t last = 0;
-    if (name.size() >= 8) {
-        std::memcpy(&first, name.data(), 8);
-        std::memcpy(&last, name.data() + name.size() - 8, 8);
-    } else {
-        for (char const each : name) {
-            first = first << 8 | static_cast<unsigned char>(each);
-        }
-    }
-    return (first + (last << 7 | last >> 57)) * 0x9e3779b97f4a7c15U + name.size();
-}
-
 AttributeKind kindOf(std::uint16_t flags) {
     return (flags & FieldFlag::operation) != 0     ? AttributeKind::operation
            : (flags & FieldFlag::set) != 0         ? AttributeKind::set
@@ -133,9 +117,9 @@ void Class::makeOwn(Ombra::ModuleInspectData const& module, Ombra::TypeRecord co
 void Class::makeNames() {
     std::vector<Slot> names;
     for (Attribute const* each : all_) {
-        names.push_back({each->name, each});
+        names.push_back({Impl::NameEnds{each->name}, each->name, each});
         if (!each->otherName.empty()) {
-            names.push_back({each->otherName, each});
+            names.push_back({Impl::NameEnds{each->otherName}, each->otherName, each});
         }
     }
     unsigned bits = 1;
@@ -146,7 +130,7 @@ void Class::makeNames() {
         shift_ = 64 - bits;
         slots_.assign(std::size_t{1} << bits, {});
         bool const free = std::ranges::all_of(names, [&](Slot const& each) {
-            Slot& slot = slots_[mixOf(each.name) * multiplier_ >> shift_];
+            Slot& slot = slots_[each.ends.mixed(multiplier_) >> shift_];
             bool const wasFree = slot.attribute == nullptr || slot.name == each.name;
             slot = each; // a derived class's attribute hides one of its bases
             return wasFree;
@@ -158,11 +142,6 @@ void Class::makeNames() {
             ++bits;
         }
     }
-}
-
-Attribute const* Class::maybeAttribute(std::string_view name) const noexcept {
-    Slot const& slot = slots_[mixOf(name) * multiplier_ >> shift_];
-    return slot.name == name ? slot.attribute : nullptr;
 }
 
 Attribute const& Class::attribute(std::uint16_t number) const {

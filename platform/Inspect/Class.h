@@ -5,8 +5,9 @@
 
 #include <Inspect/Error.h>
 #include <Inspect/Value.h>
+#include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <cstring>
 #include <span>
 #include <string>
 #include <string_view>
@@ -24,6 +25,37 @@ namespace Inspect {
 
 class Class;
 class Object;
+
+namespace Impl {
+
+// A name's length, its first eight bytes and its last eight: all there is of a short one.
+struct NameEnds {
+    static constexpr std::size_t reach = 16;
+
+    constexpr NameEnds() noexcept = default;
+    explicit NameEnds(std::string_view name) noexcept : size{name.size()} {
+        if (size >= 8) {
+            std::memcpy(&first, name.data(), 8);
+            std::memcpy(&last, name.data() + size - 8, 8);
+        } else {
+            for (char const each : name) {
+                first = first << 8 | static_cast<unsigned char>(each);
+            }
+        }
+    }
+
+    std::uint64_t mixed(std::uint64_t multiplier) const noexcept {
+        return ((first + (last << 7 | last >> 57)) * 0x9e3779b97f4a7c15U + size) * multiplier;
+    }
+
+    friend bool operator==(NameEnds const&, NameEnds const&) noexcept = default;
+
+    std::uint64_t first = 0;
+    std::uint64_t last = 0;
+    std::size_t size = 0;
+};
+
+} // namespace Impl
 
 enum class AttributeKind : std::uint8_t {
     scalar,
@@ -104,7 +136,13 @@ class LOAM_EXPORT Class {
     }
     Attribute const& attribute(std::uint16_t number) const;
 
-    Attribute const* maybeAttribute(std::string_view name) const noexcept;
+    Attribute const* maybeAttribute(std::string_view name) const noexcept {
+        Impl::NameEnds const ends{name};
+        Slot const& slot = slots_[ends.mixed(multiplier_) >> shift_];
+        bool const same =
+            slot.ends == ends && (name.size() <= Impl::NameEnds::reach || slot.name == name);
+        return same ? slot.attribute : nullptr;
+    }
     Attribute const* maybeAttribute(std::uint16_t number) const noexcept {
         return number < byNumber_.size() ? byNumber_[number] : nullptr;
     }
@@ -142,6 +180,7 @@ class LOAM_EXPORT Class {
 
     // A hash table without collisions: the multiplier was chosen so.
     struct Slot {
+        Impl::NameEnds ends;
         std::string_view name;
         Attribute const* attribute = nullptr;
     };

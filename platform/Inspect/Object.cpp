@@ -6,6 +6,7 @@
 namespace Inspect {
 
 namespace InspectOp = Ombra::InspectOp;
+using Impl::fieldOf;
 using Impl::nameOf;
 
 namespace {
@@ -45,25 +46,40 @@ Object::Object(Ombra::Ptr<Ombra::Node> node, bool isConst, Ombra::TypeData known
     : node_{std::move(node)}, class_{node_ == nullptr ? nullptr : &Class::of(*node_, knownAs)},
       isConst_{isConst} {}
 
-Class const& Object::cls() const {
-    if (class_ == nullptr) {
-        throw Error{Error::Code::noObject, "Something was asked of an object where there is none."};
-    }
-    return *class_;
+Class const& Object::throwNoObject() {
+    throw Error{Error::Code::noObject, "Something was asked of an object where there is none."};
 }
 
-Value Object::read(Attribute const& attribute, unsigned char op, Ombra::ValueType const& type,
-                   void const* key) const {
+namespace {
+
+Value valueOf(Ombra::Node* node, Attribute const& attribute, unsigned char op,
+              Ombra::ValueType const& type, void const* key = nullptr) {
     return Value::make(type, [&](void* room) {
-        attribute.code->operation(room, node_.get(), op, Impl::memoryOf(key), nullptr);
+        attribute.code->operation(room, node, fieldOf(attribute), op, Impl::memoryOf(key), nullptr);
         return true;
     });
 }
 
+Value singleValueOf(Ombra::Node* node, Attribute const& attribute) {
+    if (attribute.kind > AttributeKind::constructedPointer) [[unlikely]] {
+        throwNotAllowed(attribute, "not a single value that could be read");
+    }
+    return valueOf(node, attribute, InspectOp::read, *attribute.type);
+}
+
+} // namespace
+
+Value Object::read(Attribute const& attribute, unsigned char op, Ombra::ValueType const& type,
+                   void const* key) const {
+    return valueOf(node_.get(), attribute, op, type, key);
+}
+
+Value Object::get(std::string_view name) const {
+    return singleValueOf(node_.get(), attribute(name));
+}
+
 Value Object::get(Attribute const& attribute) const {
-    allowIf(attribute.kind <= AttributeKind::constructedPointer, attribute,
-            "not a single value that could be read");
-    return read(attribute, InspectOp::read, *attribute.type);
+    return singleValueOf(node_.get(), attribute);
 }
 
 Value Object::get(Attribute const& attribute, Value const& key) const {
@@ -85,7 +101,8 @@ void Object::mayChange(Attribute const& attribute) const {
 
 void Object::change(Attribute const& attribute, unsigned char op, void const* key,
                     void const* value) const {
-    attribute.code->operation(nullptr, node_.get(), op, Impl::memoryOf(key), Impl::memoryOf(value));
+    attribute.code->operation(nullptr, node_.get(), fieldOf(attribute), op, Impl::memoryOf(key),
+                              Impl::memoryOf(value));
 }
 
 namespace {
@@ -148,7 +165,7 @@ Value Object::construct(std::string_view name, std::span<Value const> arguments)
     mayChange(pointer);
     Impl::Arguments const converted{pointer, arguments};
     return Value::make(*pointer.type, [&](void* room) {
-        pointer.code->operation(room, node_.get(), InspectOp::write, nullptr,
+        pointer.code->operation(room, node_.get(), fieldOf(pointer), InspectOp::write, nullptr,
                                 Impl::memoryOf(converted.pointers()));
         return true;
     });
@@ -172,7 +189,7 @@ Value Object::del(std::string_view name) const {
 
 std::uint32_t Object::count(Attribute const& attribute, unsigned char op) const {
     std::uint32_t result = 0;
-    attribute.code->operation(&result, node_.get(), op, nullptr, nullptr);
+    attribute.code->operation(&result, node_.get(), fieldOf(attribute), op, nullptr, nullptr);
     return result;
 }
 

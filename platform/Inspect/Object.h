@@ -42,14 +42,14 @@ class LOAM_EXPORT Object {
     explicit operator bool() const noexcept { return node_ != nullptr; }
     Ombra::Ptr<Ombra::Node> const& node() const noexcept { return node_; }
     bool isConst() const noexcept { return isConst_; }
-    Class const& cls() const;
+    Class const& cls() const { return class_ == nullptr ? throwNoObject() : *class_; }
 
     Attribute const& attribute(std::string_view name) const { return cls().attribute(name); }
     Attribute const& attribute(std::uint16_t number) const { return cls().attribute(number); }
 
     // A single value, or the element of a key. An absent element is null, invalid or the default
     // entry, as the class says; ask `has`.
-    Value get(std::string_view name) const { return get(attribute(name)); }
+    Value get(std::string_view name) const;
     Value get(std::string_view name, Value const& key) const { return get(attribute(name), key); }
     Value get(Attribute const& attribute) const;
     Value get(Attribute const& attribute, Value const& key) const;
@@ -107,6 +107,7 @@ class LOAM_EXPORT Object {
   private:
     Object(Ombra::Ptr<Ombra::Node> node, bool isConst, Ombra::TypeData knownAs);
 
+    [[noreturn]] static Class const& throwNoObject();
     Value read(Attribute const& attribute, unsigned char op, Ombra::ValueType const& type,
                void const* key = nullptr) const;
     void change(Attribute const& attribute, unsigned char op, void const* key,

@@ -8,30 +8,11 @@ namespace Inspect {
 using Ombra::ValueKind;
 using Ombra::ValueType;
 
-Value::Room::Room(Value& owner, ValueType const& of)
-    : value{owner}, type{of}, at{of.sizeBytes > roomBytes ? ::operator new(of.sizeBytes)
-                                                          : owner.room_} {}
-
-Value::Room::~Room() {
-    if (!kept && at != value.room_) {
-        ::operator delete(at);
-    }
-}
-
-void Value::Room::keep() noexcept {
-    kept = true;
-    value.type_ = &type;
-    if (value.isLarge()) {
-        value.large_ = at;
-    }
-}
-
-void Value::destroy() noexcept {
-    if (isNothing()) {
-        return;
-    }
+void Value::destroyHeld() noexcept {
     void* const at = const_cast<void*>(data());
-    type_->destroy(at);
+    if (type_->destroy != nullptr) {
+        type_->destroy(at);
+    }
     if (isLarge()) {
         ::operator delete(at);
     }

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <span>
 #include <string>
 #include <string_view>
@@ -110,15 +111,33 @@ class LOAM_EXPORT Value {
 
     static constexpr std::size_t roomBytes = 48;
     bool isLarge() const noexcept { return type_->sizeBytes > roomBytes; }
-    void destroy() noexcept;
+    void destroy() noexcept {
+        if (type_->destroy != nullptr || isLarge()) {
+            destroyHeld();
+        }
+        type_ = &Ombra::Impl::nothingType;
+    }
+    void destroyHeld() noexcept;
 
     // Memory for a value that is being constructed; given back unless the value is kept.
-    struct LOAM_EXPORT Room {
-        Room(Value& owner, Ombra::ValueType const& of);
+    struct Room {
+        Room(Value& owner, Ombra::ValueType const& of)
+            : value{owner}, type{of}, at{of.sizeBytes > roomBytes ? ::operator new(of.sizeBytes)
+                                                                  : owner.room_} {}
         Room(Room const&) = delete;
         Room& operator=(Room const&) = delete;
-        ~Room();
-        void keep() noexcept;
+        ~Room() {
+            if (!kept && at != value.room_) {
+                ::operator delete(at);
+            }
+        }
+        void keep() noexcept {
+            kept = true;
+            value.type_ = &type;
+            if (at != value.room_) {
+                value.large_ = at;
+            }
+        }
 
         Value& value;
         Ombra::ValueType const& type;

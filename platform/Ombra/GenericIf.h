@@ -31,15 +31,16 @@ inline constexpr int notAllowed = 1;   // the attribute does not allow that oper
 inline constexpr int unknownField = 2; // the class has no field of that number
 } // namespace InspectResult
 
-// One field's share of `inspectOperation`.
+// `inspectOperation`, and with the same arguments each field's share of it, so that the one jumps
+// to the other.
 //
 // `object` is the object. `result` is raw memory in which the result is constructed; null drops a
 // result that is not asked for. `key` and `value` point to values of the declared types, a plain
 // pointer to a node standing as an `Ombra::Ptr`. To `call` and to write a pointer that is set by
 // its constructor arguments, `value` is a `void* const*` with a pointer per argument, in order; for
 // an optional argument that is left out, null.
-using FieldOperation = int (*)(void* result, void* object, unsigned char op, void* key,
-                               void* value);
+using FieldOperation = int (*)(void* result, void* object, FieldDescriptor field, unsigned char op,
+                               void* key, void* value);
 
 // The methods of an iterator over one attribute. `obj` and `key` construct in `result`.
 struct IteratorMethods {
@@ -72,8 +73,7 @@ struct FieldCode {
 
 // The generated functions of a class (Zet/HideMe.h).
 struct GenericIf {
-    int (*inspectOperation)(void* result, void* object, FieldDescriptor, unsigned char op,
-                            void* key, void* value) = nullptr;
+    FieldOperation inspectOperation = nullptr;
     // Constructs an `Ombra::Ptr` to the new object in `result`. Null when the class is not made so.
     void (*constructFromCtorArgs)(void* result, void* const* args) = nullptr;
     ValueType const* const* ctorArgumentTypes = nullptr;

@@ -46,7 +46,7 @@ struct ValueType {
     TypeData type;                // of a type of a module; of a pointer, the class
     ValueType const* inner = nullptr; // of an optional and of a list
 
-    void (*destroy)(void* value) = nullptr;
+    void (*destroy)(void* value) = nullptr;             // null when there is nothing to do
     void (*copy)(void* to, void const* from) = nullptr; // constructs
     void (*move)(void* to, void* from) = nullptr;       // constructs, and destroys what was moved
     bool (*isEq)(void const* left, void const* right) = nullptr;

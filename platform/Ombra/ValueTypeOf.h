@@ -85,7 +85,9 @@ constexpr ValueType storable(ValueKind kind) {
     type.builtin = builtinOf<T>;
     type.sizeBytes = sizeof(T);
     type.alignBytes = alignof(T);
-    type.destroy = [](void* value) { std::destroy_at(static_cast<T*>(value)); };
+    if constexpr (!std::is_trivially_destructible_v<T>) {
+        type.destroy = [](void* value) { std::destroy_at(static_cast<T*>(value)); };
+    }
     type.copy = [](void* to, void const* from) { new (to) T(*static_cast<T const*>(from)); };
     type.move = [](void* to, void* from) {
         new (to) T(std::move(*static_cast<T*>(from)));
@@ -197,7 +199,6 @@ constexpr ValueType makeNothing() {
     type.builtin = builtinOf<void>;
     type.name = "nothing";
     type.expects = "nothing";
-    type.destroy = [](void*) {};
     type.copy = [](void*, void const*) {};
     type.move = [](void*, void*) {};
     type.isEq = [](void const*, void const*) { return true; };

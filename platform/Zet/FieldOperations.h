@@ -83,7 +83,8 @@ void invokeInto(void* result, void* object, void* const* arguments) {
 
 // A single value. `set` null: it is only read.
 template <auto get, auto set>
-int attributeOperation(void* result, void* object, unsigned char op, void*, void* value) {
+int attributeOperation(void* result, void* object, Ombra::FieldDescriptor, unsigned char op, void*,
+                       void* value) {
     if (op == Op::read) {
         give<ResultOf<decltype(get)>>(result, invoke<get>(object, nullptr));
         return done;
@@ -100,7 +101,8 @@ int attributeOperation(void* result, void* object, unsigned char op, void*, void
 
 // A pointer that is set by its object's constructor arguments.
 template <auto get, auto is, auto delete_>
-int constructedOperation(void* result, void* object, unsigned char op, void*, void* value) {
+int constructedOperation(void* result, void* object, Ombra::FieldDescriptor, unsigned char op,
+                         void*, void* value) {
     switch (op) {
     case Op::read:
         give<ResultOf<decltype(get)>>(result, invoke<get>(object, nullptr));
@@ -197,7 +199,8 @@ int addElement(void* object, void* key, void* value) {
 
 // A hash collection. `is` and `delete_` null: it is only read.
 template <auto coll, auto is, auto delete_>
-int collectionOperation(void* result, void* object, unsigned char op, void* key, void* value) {
+int collectionOperation(void* result, void* object, Ombra::FieldDescriptor, unsigned char op,
+                        void* key, void* value) {
     using Coll = CollectionOf<coll>;
     using Key = typename Coll::Node::Key;
     auto const& elements = collectionOf<coll>(object);
@@ -237,7 +240,8 @@ int collectionOperation(void* result, void* object, unsigned char op, void* key,
 
 // The queue.
 template <auto queue, auto enqueue, auto dequeue>
-int queueOperation(void* result, void* object, unsigned char op, void* key, void* value) {
+int queueOperation(void* result, void* object, Ombra::FieldDescriptor, unsigned char op, void* key,
+                   void* value) {
     auto const& elements = collectionOf<queue>(object);
     using Element = decltype(elements.front());
     switch (op) {
@@ -270,7 +274,8 @@ int queueOperation(void* result, void* object, unsigned char op, void* key, void
 }
 
 template <auto function>
-int callOperation(void* result, void* object, unsigned char op, void*, void* value) {
+int callOperation(void* result, void* object, Ombra::FieldDescriptor, unsigned char op, void*,
+                  void* value) {
     bool const hasArguments = MemberTraits<decltype(function)>::argumentCount != 0;
     if (op != Op::call || (hasArguments && value == nullptr)) {
         return notAllowed;
@@ -281,7 +286,8 @@ int callOperation(void* result, void* object, unsigned char op, void*, void* val
 
 // An operation with a form that takes one argument more, at the end, which is optional.
 template <auto plain, auto extended>
-int callOperationWithOption(void* result, void* object, unsigned char op, void*, void* value) {
+int callOperationWithOption(void* result, void* object, Ombra::FieldDescriptor, unsigned char op,
+                            void*, void* value) {
     if (op != Op::call || value == nullptr) {
         return notAllowed;
     }
@@ -294,8 +300,12 @@ int callOperationWithOption(void* result, void* object, unsigned char op, void*,
     return done;
 }
 
-inline int noOperation(void*, void*, unsigned char, void*, void*) {
+inline int noOperation(void*, void*, Ombra::FieldDescriptor, unsigned char, void*, void*) {
     return notAllowed;
+}
+
+inline int noField(void*, void*, Ombra::FieldDescriptor, unsigned char, void*, void*) {
+    return unknownField;
 }
 
 } // namespace Zet::Impl

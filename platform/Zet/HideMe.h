@@ -9,13 +9,14 @@
 
 namespace Zet::Impl {
 
-// The code of each number of a class, from its first one; null for a number that names nothing.
+// The code of each number of a class, from its first one, those that name nothing included.
 // This is the switch over field numbers: a jump through a table.
 template <typename T>
 LOAM_HIDDEN inline constexpr auto operationTable = [] {
     std::array<Ombra::FieldOperation, Described<T>::fields.size()> table{};
     for (std::size_t i = 0; i < table.size(); ++i) {
-        table[i] = Described<T>::fields[i].code.operation;
+        auto const operation = Described<T>::fields[i].code.operation;
+        table[i] = operation == nullptr ? noField : operation;
     }
     return table;
 }();
@@ -48,10 +49,10 @@ struct HideMe {
                                 void* key, void* value) {
         auto const& table = Zet::Impl::operationTable<T>;
         unsigned const place = field.number() - Zet::Impl::firstNumberOf<T>();
-        if (place >= table.size() || table[place] == nullptr) {
+        if (place >= table.size()) {
             return InspectResult::unknownField;
         }
-        return table[place](result, object, op, key, value);
+        return table[place](result, object, field, op, key, value);
     }
 
     // Makes an object from a pointer per constructor argument, and an `Ombra::Ptr` to it in
