@@ -43,7 +43,7 @@ struct ValueType {
     std::uint32_t alignBytes = 1; //
     std::string_view name;        // of the type; of a pointer, of the class that it points to
     char const* expects = "";     // what `parse` takes, for a person
-    TypeData type;                // of a type of a module; of a pointer, the class
+    TypeData type; // of a type of a module; of a pointer and a handler, the class of the node
     ValueType const* inner = nullptr; // of an optional and of a list
 
     void (*destroy)(void* value) = nullptr;             // null when there is nothing to do

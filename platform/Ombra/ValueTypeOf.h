@@ -396,6 +396,7 @@ struct ValueTypeOf<std::function<void(Ptr<T> const&)>> {
         ValueType type = Impl::storable<Function>(ValueKind::handler);
         type.builtin = Impl::builtinHandler;
         type.name = "handler";
+        type.type = typeDataOf<std::remove_const_t<T>>;
         type.expects = "a function, or none";
         type.text = [](void const* at, std::string& out) {
             out += *static_cast<Function const*>(at) ? "a handler" : "none";

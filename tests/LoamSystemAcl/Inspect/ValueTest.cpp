@@ -163,6 +163,19 @@ TEST_F(InspectValue, PointersHandlersAndNothing) {
     EXPECT_EQ(refusalOf([] { Value{true}.asString(); }).code, Code::wrongValue);
 }
 
+TEST_F(InspectValue, AHandlerOfAnyNodeIsMadeOneOfTheDeclaredClass) {
+    auto const& declared = *inspected.attribute("entryWrite").arguments[3].type;
+    unsigned calls = 0;
+    Value const any{Ombra::NodeHandler{[&](auto const&) { ++calls; }}};
+    EXPECT_FALSE(any.is(declared));
+    Value const typed = any.as(declared, "the handler");
+    EXPECT_TRUE(typed.is(declared));
+    EXPECT_EQ(typed.as(declared, "the same").text(), "a handler");
+    (*static_cast<Table::ResponseHandler const*>(typed.data()))(nullptr);
+    EXPECT_EQ(calls, 1U);
+    EXPECT_EQ(refusalOf([&] { typed.as(any.type(), "another"); }).code, Code::wrongValue);
+}
+
 TEST_F(InspectValue, OptionalsAndLists) {
     using Optional = std::optional<Asic::EntryVersion>;
     Value const full = Value::of(Optional{Asic::EntryVersion{1, 0}});
