@@ -187,13 +187,14 @@ Next Directory::nextInChain(Position const& from) const {
         return result;
     }
     result.found = true;
-    result.word = firstWord(bestBucket, best.firstAt);
+    result.cell = firstCell(bestBucket, best.firstAt);
+    result.word = word(result.cell);
     result.slot = entryNumber(result.word) - 1;
     result.changed = result.word == 0 || entryTag(result.word) != best.first;
     result.damaged =
         !result.changed && (result.slot >= slots_.count() || !slots_.present(result.slot));
     if (best.second != noTag) {
-        std::uint32_t const follower = entryNumber(firstWord(bestBucket, best.secondAt)) - 1;
+        std::uint32_t const follower = entryNumber(word(firstCell(bestBucket, best.secondAt))) - 1;
         if (follower < slots_.count()) {
             slots_.prefetch(follower);
         }
@@ -201,8 +202,8 @@ Next Directory::nextInChain(Position const& from) const {
     return result;
 }
 
-std::uint64_t Directory::firstWord(std::uint32_t number, std::uint32_t mask) const {
-    return word({number, static_cast<std::uint32_t>(std::countr_zero(mask))});
+Cell Directory::firstCell(std::uint32_t number, std::uint32_t mask) {
+    return {number, static_cast<std::uint32_t>(std::countr_zero(mask))};
 }
 
 // Whether there may be an entry behind the position with the position's own tag, which only a
@@ -218,7 +219,7 @@ bool Directory::sharesTag(Position const& from) const {
     if (view.matches == 0) {
         return false;
     }
-    std::uint32_t const slot = entryNumber(firstWord(from.owner, view.matches)) - 1;
+    std::uint32_t const slot = entryNumber(word(firstCell(from.owner, view.matches))) - 1;
     return slot >= slots_.count() || !slots_.present(slot) || slots_.key(slot) != from.key;
 }
 
@@ -230,8 +231,8 @@ Next Directory::nextByKey(Position const& from) const {
     std::uint32_t number = from.owner;
     std::uint32_t hops = 0;
     do {
-        for (std::uint64_t const& entry : bucket(number)->entry) {
-            std::uint64_t const word = loadAcquire(&entry);
+        for (std::uint32_t index = 0; index < bucketEntries; ++index) {
+            std::uint64_t const word = this->word({number, index});
             std::uint32_t const slot = entryNumber(word) - 1;
             if (word == 0) {
                 continue;
@@ -249,6 +250,7 @@ Next Directory::nextByKey(Position const& from) const {
             if (behind && nearer) {
                 result.found = true;
                 result.word = word;
+                result.cell = {number, index};
                 result.slot = slot;
                 bestKey = key;
             }

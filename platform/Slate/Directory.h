@@ -67,6 +67,7 @@ struct Next {
     std::uint32_t owner = 0;
     std::uint32_t slot = 0;
     std::uint64_t word = 0;
+    Cell cell;
 };
 
 class Directory {
@@ -124,7 +125,7 @@ class Directory {
     Next nextInChain(Position const& from) const;
     Next nextByKey(Position const& from) const;
     bool sharesTag(Position const& from) const;
-    std::uint64_t firstWord(std::uint32_t number, std::uint32_t mask) const;
+    static Cell firstCell(std::uint32_t number, std::uint32_t mask);
     std::uint32_t nextOwner(std::uint32_t owner) const;
     void fillHole(std::uint32_t owner, Cell hole);
     bool trimTail(std::uint32_t owner);

@@ -13,6 +13,9 @@ void Recovery::run() {
             "{}: {} words of the extent table were damaged, written anew", store_.name_, extents));
     }
     store_.control_.recover();
+    // The dead writer may have moved a word, or let a bucket go, and not have come to say so: a
+    // reader that began before looks again.
+    store_.control_.shapeInc();
     scan(false);
     bool const doubtful = std::any_of(duplicates_.begin(), duplicates_.end(),
                                       [this](Place const& place) { return !leftover(place); });

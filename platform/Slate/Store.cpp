@@ -76,7 +76,9 @@ void const* Store::lookupOwn(std::uint64_t key) {
 // The writer may be at work between any two looks of a reader. A slot that does not hold what its
 // word promises is damaged only if, in this order, the word is still there and the slot still in
 // the state in which it was copied: states never repeat, so at that moment the word referred to
-// just what was copied. (The word alone may have gone and come back.)
+// just what was copied. (The word alone may have gone and come back.) And what was copied whole
+// counts only if the word is still there: a slot that was let go meanwhile may be whole again, with
+// a record that is not committed yet and never will be if the writer dies.
 bool Store::lookupForeign(std::uint64_t key, void* buffer) {
     for (int tries = 0; tries < readTries; ++tries) {
         std::uint64_t const shape = control_.shape();
@@ -93,11 +95,13 @@ bool Store::lookupForeign(std::uint64_t key, void* buffer) {
         }
         SlotArea::Seen const seen = slots_.copy(at.slot, buffer);
         bool const whole = seen.outcome == SlotArea::Copy::whole && seen.key == key;
+        if (directory_.word(at.cell) != at.word) {
+            continue;
+        }
         if (whole) {
             return true;
         }
-        if (seen.outcome != SlotArea::Copy::changed && directory_.word(at.cell) == at.word &&
-            slots_.state(at.slot) == seen.state) {
+        if (seen.outcome != SlotArea::Copy::changed && slots_.state(at.slot) == seen.state) {
             raiseSlot(at.slot, key);
         }
     }
@@ -133,8 +137,10 @@ bool Store::walk(Position from, void* record, IterHint* hint) {
         bool const fits = directory_.tagOf(seen.key) == entryTag(next.word) &&
                           directory_.ownerOf(seen.key) == next.owner;
         bool const whole = seen.outcome == SlotArea::Copy::whole && fits;
-        // A word that moved to a place already passed must not be left out of the walk.
-        if (whole && (writable_ || control_.shape() == shape)) {
+        // What was copied counts only if its word is still there, as in a lookup; and a word that
+        // moved to a place already passed must not be left out of the walk.
+        if (whole &&
+            (writable_ || (directory_.word(next.cell) == next.word && control_.shape() == shape))) {
             if (hint != nullptr) {
                 hint->bucket = next.owner;
             }
