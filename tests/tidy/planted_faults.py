@@ -80,6 +80,11 @@ class PlantedFaults(unittest.TestCase):
         self.write("apps/hw/B.cpp", "// TO" "DO: later\n")
         self.expect(rules.no_note_to_do_something_later)
 
+    def test_threat_without_its_test(self):
+        self.write("tests/platform/ATest.cpp", "TEST(Planted, Link) {}\n")
+        self.write("docs/security.md", "`Planted.Link` and `Planted.Pipe` and `A.h`\n")
+        self.expect(rules.every_test_that_a_threat_names_exists)
+
     def test_unclean_text(self):
         self.write("README.md", "A \n\tproject.")
         self.expect(rules.text_is_clean, 3)

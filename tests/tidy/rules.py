@@ -181,6 +181,20 @@ def text_is_clean(root):
                 yield f"{path}:{number}: a tab"
 
 
+def every_test_that_a_threat_names_exists(root):
+    page = root / "docs/security.md"
+    if not page.exists():
+        return
+    known = set()
+    for path in files(root / "tests", SOURCE):
+        known.update(re.findall(r"^TEST(?:_[FP])?\((\w+),\s*(\w+)\)", read(path), re.MULTILINE))
+    made = [("Protocol", f"{path.stem}Holds") for path in (root / "platform").rglob("*.pml")]
+    made.append(("Tidy", "EveryTestThatAThreatNamesExists"))
+    for suite, name in re.findall(r"`(\w+)\.([A-Z]\w+)`", read(page)):
+        if (suite, name) not in known.union(made):
+            yield f"{page}: names the test {suite}.{name}, which there is not"
+
+
 RULES = [
     includes_run_one_way,
     our_headers_are_included_from_an_include_root,
@@ -189,6 +203,7 @@ RULES = [
     only_the_catalogue_names_a_table_with_its_identifier,
     no_note_to_do_something_later,
     text_is_clean,
+    every_test_that_a_threat_names_exists,
 ]
 
 
