@@ -19,9 +19,25 @@ namespace model {
 
 enum class State : unsigned { pending = 0, inLog = 1, applied = 4, failed = 5 };
 
+constexpr unsigned numberOf(State state) {
+    return static_cast<unsigned>(state);
+}
+
 constexpr bool isFailure(unsigned state) {
     return state == 3 || state == 5 || state == 6;
 }
+
+// The numbers under which changes are published.
+enum Field : unsigned {
+    helperField = 0x302,
+    addField = 0x303,
+    removeField = 0x304,
+    versionField = 0x305,
+    removeAllField = 0x306,
+    inLogField = 0x316,
+    markedField = 0x31f,
+    markingField = 0x320,
+};
 
 // --- what survives
 
@@ -156,7 +172,12 @@ class ReferenceModel {
         unsigned family;
         std::deque<Operation> queue;
     };
-    struct Quiet;
+    // While it lives, subscribers do not act: the order in which they are told is not a rule.
+    struct Quiet {
+        explicit Quiet(unsigned& depth) : depth_{++depth} {}
+        ~Quiet() { --depth_; }
+        unsigned& depth_;
+    };
 
     Table& at(unsigned table) { return *tables[table]; }
     Table const& at(unsigned table) const { return *tables[table]; }
