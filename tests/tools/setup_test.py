@@ -1,0 +1,102 @@
+"""tools/setup on a machine that has everything, that lacks something, and that is no Debian."""
+
+import unittest
+
+from scripts import Scripts
+
+
+class Setup(Scripts):
+    def setUp(self):
+        super().setUp()
+        self.missing()
+
+    def missing(self, *names):
+        """All packages are installed but these."""
+        self.play(
+            "dpkg-query",
+            f"for name; do [[ $name == -* || ' {' '.join(names)} ' == *\" $name \"* ]] || "
+            'echo "$name installed"; done',
+        )
+
+    def sudo(self):
+        self.play("sudo", 'shift; exec "$@"')
+
+    def apt(self, text):
+        self.play("apt-get", text)
+
+    def apt_calls(self):
+        return [call for call in self.calls() if call.startswith("apt-get")]
+
+    def setup(self, *sections):
+        return self.start("tools/setup", *sections)
+
+    def test_NothingHappensWhenEveryPackageIsThere(self):
+        self.sudo()
+        self.apt("exit 1")
+        done = self.setup("run", "test", "bench")
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "", ""))
+        self.assertEqual(self.apt_calls(), [])
+
+    def test_WhoMayNotInstallIsToldWhatIsMissingAndTheCommand(self):
+        self.missing("liblmdb-dev", "ninja-build")
+        self.play("sudo", "exit 1")  # asks for a password
+        self.apt("exit 0")
+        done = self.setup("run")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("may not install them: liblmdb-dev ninja-build\n", done.stderr)
+        self.assertIn(
+            "    sudo apt-get install --no-install-recommends liblmdb-dev ninja-build\n", done.stderr
+        )
+        self.assertEqual(self.apt_calls(), [])
+
+    def test_WithoutSudoTheSameIsTold(self):
+        self.missing("g++")
+        done = self.setup("run")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("may not install them: g++\n", done.stderr)
+
+    def test_WhatIsMissingIsInstalledAndNothingElse(self):
+        self.missing("liblmdb-dev", "ninja-build", "valgrind")
+        self.sudo()
+        self.apt("exit 0")
+        done = self.setup("run")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        (call,) = self.apt_calls()
+        self.assertIn("--yes", call)
+        self.assertIn("--no-remove", call)  # nothing of the user's goes
+        self.assertTrue(call.endswith(" liblmdb-dev ninja-build"), call)
+
+    def test_TheListsAreFetchedOnlyWhenAnInstallationFails(self):
+        self.missing("g++")
+        self.sudo()
+        self.apt(f'[[ $1 == update || $(grep -c "^apt-get install" "{self.log}") == 2 ]]')
+        done = self.setup("run")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertEqual(
+            [call.split()[1] for call in self.apt_calls()], ["install", "update", "install"]
+        )
+
+    def test_AnInstallationThatFailsGivesTheLastWordsOfApt(self):
+        self.missing("g++")
+        self.sudo()
+        self.apt("echo 'E: no space left'; exit 100")
+        done = self.setup("run")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("E: no space left\n", done.stderr)
+        self.assertIn("could not be installed", done.stderr)
+
+    def test_AnotherSystemIsToldWhatTheProjectNeeds(self):
+        (self.path / "dpkg-query").unlink()
+        done = self.setup("run")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("not a Debian system", done.stderr)
+        self.assertIn(" libfmt-dev ", done.stderr)
+
+    def test_ASectionThatIsNotThereIsRefused(self):
+        done = self.setup("run", "nonsense")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("packages.txt has no section [nonsense]", done.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
