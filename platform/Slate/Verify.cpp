@@ -35,19 +35,21 @@ class Verifier {
     }
 
   private:
-    // Runs a check until it finds nothing, or the same twice.
+    // Runs a check until it finds nothing, or the same twice. What a writer changed under every
+    // look is what it works on, and no damage.
     template <typename Check>
     void checkSettled(Check const& check) {
         std::vector<Damage> before;
         for (int round = 0; round < 20; ++round) {
             damages_.clear();
             found_ = 0;
+            changed_ = false;
             try {
                 check();
             } catch (Ombra::CorruptionDetectedException const& exception) {
                 note(exception.msg().str());
             }
-            if (damages_.empty() || (round > 0 && same(before, damages_))) {
+            if (damages_.empty() ? !changed_ : round > 0 && same(before, damages_)) {
                 break;
             }
             before = damages_;
@@ -148,7 +150,14 @@ class Verifier {
             return;
         }
         auto const [outcome, key, state] = store_.slots_.copy(slot, scratch_.data());
-        if (outcome != SlotArea::Copy::whole) {
+        // As for a reader (Store::lookupForeign): the word referred to what was copied only if it
+        // is still there, and then the slot is still in that state.
+        bool const settled = outcome != SlotArea::Copy::changed && directory_.word(cell) == word &&
+                             store_.slots_.state(slot) == state;
+        if (!settled) {
+            changed_ = true;
+            ++found_;
+        } else if (outcome != SlotArea::Copy::whole) {
             note(store_.slots_.describe(slot, key), slot, key);
         } else if (directory_.ownerOf(key) != owner || directory_.tagOf(key) != entryTag(word)) {
             note(fmt::format("{}: slot {}, key {}: expected a key of chain {} with tag {:08x}",
@@ -181,11 +190,17 @@ class Verifier {
         if (stateOf(state) != SlotState::live || underWay(slot)) {
             return;
         }
+        std::uint64_t const shape = store_.control_.shape();
         Found const at = directory_.find(key);
+        if (at.found && at.slot == slot) {
+            return;
+        }
         // A writer may have let go of the slot meanwhile. It notes that in the journal, moves the
-        // entry, changes the state and clears the journal: one of the two still tells.
-        bool const released = underWay(slot) || store_.slots_.state(slot) != state;
-        if ((!at.found || at.slot != slot) && !released) {
+        // entry, changes the state and clears the journal: one of the two still tells. Or it may
+        // have moved the entry to where the search had been.
+        changed_ = underWay(slot) || store_.slots_.state(slot) != state ||
+                   store_.control_.shape() != shape;
+        if (!changed_) {
             note(fmt::format(
                      "{}: slot {}, key {}: expected an entry in directory chain {} for this live "
                      "slot, found {}",
@@ -201,6 +216,7 @@ class Verifier {
     std::vector<char> scratch_;
     std::vector<Damage> damages_;
     std::uint64_t found_ = 0;
+    bool changed_ = false; // a writer did, while the check looked
     VerifyResult result_;
 };
 
