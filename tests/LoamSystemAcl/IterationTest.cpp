@@ -192,9 +192,18 @@ TEST_F(Iteration, AllocatesOneStateInAll) {
     auto const states = [] {
         return Zet::AllocTrackTypeInfo::allocated(IteratorState::memAllocationTracker_);
     };
-    auto const before = states();
+    auto const objects = [] {
+        std::uint64_t made = 0;
+        for (auto const& each : Zet::AllocTrackTypeInfo::dump()) {
+            made += each.allocated;
+        }
+        return made;
+    };
+    auto const statesBefore = states();
+    auto const objectsBefore = objects();
     EXPECT_EQ(rest(table->entryIteratorConst()).size(), 40U);
-    EXPECT_EQ(states(), before + 1);
+    EXPECT_EQ(states(), statesBefore + 1);
+    EXPECT_EQ(objects(), objectsBefore + 1); // of whatever class, buckets of collections included
 }
 
 TEST_F(Iteration, HoldsNeitherANodeNorTheConfigurationTableBetweenTwoSteps) {

@@ -4,7 +4,6 @@
 #include <functional>
 #include <ostream>
 #include <string>
-#include <sys/ptrace.h>
 #include <utility>
 #include <vector>
 
@@ -25,27 +24,6 @@ struct Seen {
                    << seen.announced << "}";
     }
 };
-
-// Single-steps a process from where it stops itself on. `look` is called after every instruction
-// and says whether to go on.
-void stepThrough(Child& child, std::function<bool()> const& look) {
-    int status = 0;
-    ASSERT_EQ(::waitpid(child.pid(), &status, 0), child.pid());
-    ASSERT_TRUE(WIFSTOPPED(status)) << status;
-    while (look()) {
-        ASSERT_EQ(::ptrace(PTRACE_SINGLESTEP, child.pid(), nullptr, nullptr), 0);
-        ASSERT_EQ(::waitpid(child.pid(), &status, 0), child.pid());
-        if (WIFEXITED(status)) {
-            return;
-        }
-        ASSERT_TRUE(WIFSTOPPED(status) && WSTOPSIG(status) == SIGTRAP) << status;
-    }
-}
-
-void stopHere() {
-    ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
-    ::raise(SIGSTOP);
-}
 
 struct Change {
     char const* name;
@@ -77,7 +55,8 @@ class KilledBetweenStores : public testing::TestWithParam<Change> {
         }};
         std::vector<Seen> all;
         Reader reader{name};
-        stepThrough(agent, [&] {
+        awaitStop(agent);
+        EXPECT_TRUE(stepThrough(agent, [&] {
             EXPECT_TRUE(reader.open());
             Seen const now{reader.stored(Key{1})->logVersion(), reader.logged(2).has_value(),
                            reader.scratchpad(), reader.announced()};
@@ -85,7 +64,7 @@ class KilledBetweenStores : public testing::TestWithParam<Change> {
                 all.push_back(now);
             }
             return now != last;
-        });
+        }));
         return all;
     }
 
@@ -155,14 +134,15 @@ TEST(KilledInATrim, BetweenItsTwoRemovalsTheEntryGoesAtTheNextMount) {
         }};
         std::vector<std::pair<bool, bool>> all; // log record, entry
         Reader reader{name};
-        stepThrough(agent, [&] {
+        awaitStop(agent);
+        EXPECT_TRUE(stepThrough(agent, [&] {
             EXPECT_TRUE(reader.open());
             std::pair const now{reader.logged(2).has_value(), reader.stored(Key{1}).has_value()};
             if (all.empty() || all.back() != now) {
                 all.push_back(now);
             }
             return now != std::pair{false, true};
-        });
+        }));
         EXPECT_EQ(all, (std::vector<std::pair<bool, bool>>{{true, true}, {false, true}}));
     }
     LogInUse again{name, false};

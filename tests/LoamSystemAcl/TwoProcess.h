@@ -10,6 +10,7 @@
 #include <functional>
 #include <optional>
 #include <sys/mman.h>
+#include <sys/ptrace.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -53,6 +54,32 @@ class Child {
   private:
     pid_t pid_;
 };
+
+// The child lets itself be stepped, and waits for that.
+inline void stopHere() {
+    ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+    ::raise(SIGSTOP);
+}
+
+inline void awaitStop(Child const& child) {
+    int status = 0;
+    ASSERT_EQ(::waitpid(child.pid(), &status, 0), child.pid());
+    ASSERT_TRUE(WIFSTOPPED(status)) << status;
+}
+
+// Single-steps a child that has stopped. `look` is called after every instruction and says whether
+// to go on. True when it said no; false when the child has come to its end.
+inline bool stepThrough(Child const& child, std::function<bool()> const& look) {
+    while (look()) {
+        int status = 0;
+        if (::ptrace(PTRACE_SINGLESTEP, child.pid(), nullptr, nullptr) != 0 ||
+            ::waitpid(child.pid(), &status, 0) != child.pid() || !WIFSTOPPED(status) ||
+            WSTOPSIG(status) != SIGTRAP) {
+            return false;
+        }
+    }
+    return true;
+}
 
 // Memory that the child has in common with the test.
 template <typename T>

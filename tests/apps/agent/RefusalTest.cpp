@@ -80,29 +80,44 @@ TEST(Refusal, OfAnUnknownOptionHasItsOwnStatus) {
     EXPECT_EQ(programs.runAgent({"--no-such-option"}).status, 64);
 }
 
-// The agent gets a file system of its own that is too small, in name spaces of its own.
-testing_support::Ran runOnSmallFileSystem(Programs& programs, std::string const& size,
-                                          std::string const& folder) {
-    auto command = programs.agentCommand({"--once"});
-    command[2] = folder + "/root";
-    std::string line;
-    for (auto const& word : command) {
-        line += " '" + word + "'";
+// A file system of their own, which is too small, for programs that a shell starts; in name spaces
+// of their own.
+class SmallFileSystem {
+  public:
+    // A program of ours with its tables there.
+    std::string program(std::string const& name, std::string const& arguments) const {
+        return "'" + Programs::program(name) + "' --root '" + folder_ + "/root' " + arguments;
     }
-    return programs.run({"/usr/bin/unshare", "-Urm", "/bin/sh", "-c",
-                         "mount -t tmpfs -o mode=0700,size=" + size + " tmpfs '" + folder +
-                             "' || exit 99; exec" + line});
-}
+    std::string agent(std::string const& policyFile) const {
+        return program("loam-agent", "--once --policy '" + policyFile + "'");
+    }
+    std::string roomIs(std::string const& size) const {
+        return "mount -o remount,size=" + size + " '" + folder_ + "'";
+    }
+
+    testing_support::Ran run(std::string const& size, std::string const& lines) {
+        EXPECT_EQ(::mkdir(folder_.c_str(), 0700), 0);
+        return programs.run({"/usr/bin/unshare", "-Urm", "/bin/sh", "-c",
+                             "mount -t tmpfs -o mode=0700,size=" + size + " tmpfs '" + folder_ +
+                                 "' || exit 99\n" + lines});
+    }
+    static bool refused(testing_support::Ran const& ran) {
+        return ran.status == 99 || ran.err.find("unshare") != std::string::npos;
+    }
+
+    Programs programs;
+
+  private:
+    std::string folder_ = programs.scratch("small");
+};
 
 class FullFileSystem : public testing::TestWithParam<char const*> {};
 
 TEST_P(FullFileSystem, IsOneClearSentenceAndNoSignal) {
-    Programs programs;
-    programs.generatedPolicyIs(3000);
-    auto const folder = programs.scratch("small");
-    ASSERT_EQ(::mkdir(folder.c_str(), 0700), 0);
-    auto const agent = runOnSmallFileSystem(programs, GetParam(), folder);
-    if (agent.status == 99 || agent.err.find("unshare") != std::string::npos) {
+    SmallFileSystem small;
+    small.programs.generatedPolicyIs(3000);
+    auto const agent = small.run(GetParam(), "exec " + small.agent(small.programs.policyFile()));
+    if (SmallFileSystem::refused(agent)) {
         GTEST_SKIP() << "no file system can be mounted here: " << agent.err;
     }
     EXPECT_EQ(agent.status, 4) << agent.out << agent.err;
@@ -114,5 +129,31 @@ TEST_P(FullFileSystem, IsOneClearSentenceAndNoSignal) {
 INSTANTIATE_TEST_SUITE_P(Sizes, FullFileSystem,
                          testing::Values("4k", "64k", "512k", "2m", "8m", "16m"),
                          [](auto const& size) { return std::string{"Of"} + size.param; });
+
+// What has come to the tables before there was no room stays, and with room the next agent goes on
+// from there.
+TEST(FileSystemThatGetsFull, EndsTheAgentInMidPolicyAndLosesNothing) {
+    SmallFileSystem small;
+    auto const dump = " '" + small.programs.dumpFile() + "'";
+    auto const first = small.programs.scratch("first.json");
+    small.programs.generatedPolicyIs(100);
+    std::filesystem::rename(small.programs.policyFile(), first);
+    small.programs.generatedPolicyIs(3000);
+    auto const second = small.agent(small.programs.policyFile());
+    auto const ran = small.run(
+        "40m", small.program("loam-hw", "--dump" + dump) + " & hw=$!\n" + small.agent(first) +
+                   " || exit 11\n" + //
+                   second + "\n[ $? = 4 ] || exit 12\n" + small.program("loamctl", "verify") +
+                   " || exit 13\n" + small.roomIs("1g") + " || exit 99\n" + //
+                   second + " || exit 14\n" + "kill $hw; wait $hw || exit 15\n" +
+                   small.program("loamctl", "compare" + dump));
+    if (SmallFileSystem::refused(ran)) {
+        GTEST_SKIP() << "no file system can be mounted here: " << ran.err;
+    }
+    EXPECT_EQ(ran.status, 0) << ran.out << ran.err;
+    EXPECT_THAT(ran.err,
+                testing::ContainsRegex("loam-agent: .*\\.slate: .*No space left on device"));
+    EXPECT_THAT(ran.out, HasSubstr("\n42000 entries in 14 tables agree\n"));
+}
 
 } // namespace

@@ -20,6 +20,16 @@ std::uint64_t logRecords(Programs& programs) {
     return records;
 }
 
+// The version of each table's log, which every record that is written raises.
+std::vector<std::uint64_t> loggedVersions(Programs& programs) {
+    std::vector<std::uint64_t> versions;
+    for (auto const& table :
+         nlohmann::json::parse(programs.ctl({"tables", "--json"}).out)["tables"]) {
+        versions.push_back(table["logged-version"].get<std::uint64_t>());
+    }
+    return versions;
+}
+
 TEST(Restart, ThatChangesNothingWritesNoLogRecord) {
     Programs programs;
     programs.generatedPolicyIs(300);
@@ -28,6 +38,7 @@ TEST(Restart, ThatChangesNothingWritesNoLogRecord) {
     hw->signal(SIGTERM); // so that nothing would take a record out of the logs
     ASSERT_EQ(hw->wait(), 0);
     auto const recordsBefore = logRecords(programs);
+    auto const versionsBefore = loggedVersions(programs);
     auto const agent = programs.runAgent();
     EXPECT_EQ(agent.status, 0) << agent.err;
     EXPECT_THAT(agent.out, HasSubstr("run 2 of the agent, found 4200 entries in 14 tables"));
@@ -35,6 +46,7 @@ TEST(Restart, ThatChangesNothingWritesNoLogRecord) {
     EXPECT_THAT(agent.out,
                 HasSubstr("0 swept because the policy has them no more; hardware operations: 0\n"));
     EXPECT_EQ(logRecords(programs), recordsBefore);
+    EXPECT_EQ(loggedVersions(programs), versionsBefore);
 }
 
 // What the hardware side has done, by its own count.
@@ -51,12 +63,14 @@ TEST(Restart, OfAFullTableThatChangesNothingCostsNoHardwareOperation) {
     ASSERT_EQ(programs.runAgent().status, 0);
     ASSERT_TRUE(
         testing_support::eventually([&] { return hardwareOperations(programs) == 130000; }));
+    auto const versionsBefore = loggedVersions(programs);
     auto const agent = programs.startAgent();
     ASSERT_TRUE(agent->says("everything is applied")) << agent->out() << agent->err();
     EXPECT_THAT(agent->out(), HasSubstr("130000 entries asked for, 130000 suppressed"));
     EXPECT_THAT(agent->out(),
                 HasSubstr("0 swept because the policy has them no more; hardware operations: 0\n"));
     EXPECT_EQ(logRecords(programs), 0U);
+    EXPECT_EQ(loggedVersions(programs), versionsBefore);
     agent->signal(SIGTERM);
     EXPECT_EQ(agent->wait(), 0);
     EXPECT_EQ(programs.endHwAndCompare(*hw).out, "130000 entries in 14 tables agree\n");

@@ -34,6 +34,7 @@ class Root {
 
 HwFixture::HwFixture()
     : managerName{testing::UnitTest::GetInstance()->current_test_info()->name()} {
+    std::ranges::replace(managerName, '/', '-'); // of a test with parameters
     static Root const root;
     startAgent();
 }
