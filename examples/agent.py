@@ -13,9 +13,10 @@ import sys
 import loam
 
 
-def entry_of(table, record):
-    """What a table takes: the policy's bytes without the padding behind the last."""
-    return record.key, record.fields[: len(table.entry(0).fields)]
+def write(table, record, dependency):
+    # The policy's bytes without the padding behind the last.
+    entry = record.key, record.fields[: len(table.entry(0).fields)]
+    return table.entryWrite(record.key, entry, dependency)
 
 
 def program(agent, policy, unit):
@@ -23,42 +24,34 @@ def program(agent, policy, unit):
     tables = {number: door.makeSwTable(unit, None, False) for number, door in doors.items()}
     agent.reconcile()
     handles = []
-    refused = []
-    for rule in policy:
-        actions, entries = tables[rule.action.tblId], tables[rule.entry.tblId]
-        action = actions.entryWrite(rule.action.key, entry_of(actions, rule.action), None)
-        entry = entries.entryWrite(
-            rule.entry.key,
-            entry_of(entries, rule.entry),
-            action,  # the entry is committed behind its action
-            lambda handle, rule=rule: refused.append(rule) if str(handle.entryState) == "entryFailed" else None,
-        )
-        handles.append(entry)
-        if len(handles) % 4096 == 0:
+    for count, rule in enumerate(policy, 1):
+        action = write(tables[rule.action.tblId], rule.action, None)
+        handles.append(write(tables[rule.entry.tblId], rule.entry, action))  # behind its action
+        if count % 4096 == 0:
             agent.poll()
     # Entries of a former run go before the actions that they depend on.
     for number in sorted(tables, key=lambda number: doors[number].tableName.endswith("Action")):
         if tables[number].inMarkingState:
             tables[number].sweep()
     agent.settle(timeout=60)
-    return handles, refused, tables
+    refused = sum(str(handle.entryState) == "entryFailed" for handle in handles)
+    unchanged = sum(table.stats.suppressedWriteCnt for table in tables.values())
+    print(f"{len(policy)} rules, {unchanged} writes changed nothing, {refused} refused")
+    return 3 if refused else 0
 
 
 def main():
-    options = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    options.add_argument("policy")
-    options.add_argument("--root", required=True)
-    options.add_argument("--unit", type=int, default=0)
+    options = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    options.add_argument("policy", help="an OpenConfig ACL file")
+    options.add_argument("--root", required=True, help="folder of the shared memory")
+    options.add_argument("--unit", type=int, default=0, help="chip unit; 0 unless given")
     given = options.parse_args()
     try:
         policy = loam.policy(given.policy)
         with loam.Agent(root=given.root) as agent:
-            handles, refused, tables = program(agent, policy, given.unit)
-            suppressed = sum(table.stats.suppressedWriteCnt for table in tables.values())
-            print(f"{len(handles)} rules, {suppressed} writes changed nothing, {len(refused)} refused")
+            return program(agent, policy, given.unit)
     except (loam.Error, TimeoutError) as error:
         sys.exit(f"agent.py: {error}")
-    return 3 if refused else 0
 
 
 if __name__ == "__main__":

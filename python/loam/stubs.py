@@ -71,22 +71,24 @@ class Writer:
         )
         self.lines.append(self.doc(attribute.doc))
 
-    def value(self, attribute):
+    def value(self, attribute, name):
         given = VIEWS.get(attribute.kind) or self.given(attribute)
-        self.lines += ["    @property", f"    def {attribute.name}(self) -> {given}:"]
+        self.lines += ["    @property", f"    def {name}(self) -> {given}:"]
         self.lines.append(self.doc(attribute.doc))
         if not attribute.read_only and attribute.kind not in VIEWS:
-            self.lines.append(f"    @{attribute.name}.setter")
-            self.lines.append(
-                f"    def {attribute.name}(self, value: {TAKEN[attribute.value_kind]}) -> None: ..."
-            )
+            self.lines.append(f"    @{name}.setter")
+            self.lines.append(f"    def {name}(self, value: {TAKEN[attribute.value_kind]}) -> None: ...")
 
     def cls(self, described):
         base = python_name(described.base.name) if described.base else "Object"
         self.lines.append(f"\nclass {python_name(described.name)}({base}):")
         self.lines.append(f'    """{described.doc}"""')
         for attribute in described.own_attributes:
-            (self.operation if attribute.kind == "operation" else self.value)(attribute)
+            if attribute.kind == "operation":
+                self.operation(attribute)
+            else:
+                for name in filter(None, (attribute.name, attribute.other_name)):
+                    self.value(attribute, name)
 
     def text(self):
         for described in _loam.all_classes():
