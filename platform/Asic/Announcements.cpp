@@ -18,6 +18,8 @@ Zet::TraceHandle const& _defaultTraceHandle() {
     return handle;
 }
 
+[[maybe_unused]] bool const listed = (_defaultTraceHandle(), true); // from load on
+
 // The scratchpad of a collection whose both copies of the word are damaged counts as 0: the changes
 // that are still in the log are then announced again, and applying them twice does no harm.
 LogVersion announcedIn(AnnouncementSlate& slate) {

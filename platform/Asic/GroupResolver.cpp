@@ -15,6 +15,8 @@ Zet::TraceHandle const& _defaultTraceHandle() {
     return handle;
 }
 
+[[maybe_unused]] bool const listed = (_defaultTraceHandle(), true); // from load on
+
 // How many operations a lane commits before the next one's turn.
 constexpr std::size_t laneTurn = 32;
 

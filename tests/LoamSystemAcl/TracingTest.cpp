@@ -156,6 +156,23 @@ TEST_F(Tracing, TheHandlesOfATableAreThreeAndThatOfIterationIsOneForAll) {
                     "SwTableIter"));
 }
 
+// In a process that has traced nothing yet, as ctest runs this.
+TEST_F(Tracing, EveryHandleIsListedBeforeItsFirstTrace) {
+    auto const names = [] {
+        std::vector<std::string> all;
+        for (auto const& handle : Zet::TraceHandle::all()) {
+            all.push_back(handle.name);
+        }
+        return all;
+    };
+    auto const atLoad = names();
+    EXPECT_THAT(atLoad, testing::IsSupersetOf({"GroupInterface", "GroupResolver", "SwTableIter",
+                                               "Ipv4SystemPolicyTcamActionEntryLog"}));
+    testing_support::TraceCapture const traces;
+    everyOperation();
+    EXPECT_EQ(names(), atLoad);
+}
+
 TEST_F(Tracing, TheAlgorithmsTraceUnderTheNameOfTheirTable) {
     testing_support::TraceCapture traces;
     everyOperation();
