@@ -85,10 +85,18 @@ MEASURED measuredWrite(void* to) {
     }
 }
 
+// The same when somebody has watched the table and does so no more.
+MEASURED measuredUnwatchedWrite(void* to) {
+    auto& at = *static_cast<Measured*>(to);
+    for (std::size_t first = 0; first < operations; first += inFlight) {
+        at.write(first, 2);
+    }
+}
+
 MEASURED measuredSuppressedWrite(void* to) {
     auto& at = *static_cast<Measured*>(to);
     for (std::size_t first = 0; first < operations; first += inFlight) {
-        at.write(first, 1);
+        at.write(first, 2);
     }
 }
 
@@ -146,11 +154,16 @@ int main() {
     measuredSetUp();
     measuredWrite(&at);
     require(at.answered == operations, "not every write was answered");
+    std::size_t told = 0;
+    at.table->publisher()->subscribe([&](auto const&) { ++told; }).end();
+    measuredSetUp();
+    measuredUnwatchedWrite(&at);
+    require(at.answered == 2 * operations && told == 0, "a table that nobody watches has told");
     at.table->mark();
     measuredSetUp();
     measuredSuppressedWrite(&at);
     at.table->inMarkingStateIs(false);
-    require(at.answered == 2 * operations && at.table->stats()->suppressedWriteCnt() == operations,
+    require(at.answered == 3 * operations && at.table->stats()->suppressedWriteCnt() == operations,
             "not every write was suppressed");
     measuredSetUp();
     measuredRead(&at);
@@ -158,7 +171,7 @@ int main() {
     measuredIterationStep(&at);
     measuredSetUp();
     measuredRemove(&at);
-    require(at.answered == 3 * operations, "not every remove was answered");
+    require(at.answered == 4 * operations, "not every remove was answered");
     measuredSetUp();
     measuredRingMessage(&at);
 
