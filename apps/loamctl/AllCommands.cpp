@@ -1,12 +1,36 @@
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 #include <apps/loamctl/Command.h>
 #include <apps/loamctl/Commands.h>
 #include <array>
+#include <charconv>
+#include <cstdint>
 
 namespace LoamCtl {
 
 namespace {
+
+// Refuses in words what is no number up to `most`; gives it on as a decimal.
+CLI::Validator numberUpTo(std::uint64_t most) {
+    return {[most](std::string& text) {
+                bool const hexadecimal = text.starts_with("0x");
+                auto const* const begin = text.data() + (hexadecimal ? 2 : 0);
+                auto const* const end = text.data() + text.size();
+                std::uint64_t number = 0;
+                auto const read = std::from_chars(begin, end, number, hexadecimal ? 16 : 10);
+                if (read.ec != std::errc{} || read.ptr != end || number > most) {
+                    return fmt::format("'{}' is no number from 0 to {}, decimal or behind 0x", text,
+                                       most);
+                }
+                text = fmt::to_string(number);
+                return std::string{};
+            },
+            ""};
+}
+
+constexpr std::uint64_t mostOf32Bits = 0xffffffff;
+constexpr std::uint64_t mostOf64Bits = ~std::uint64_t{0};
 
 void table(CLI::App& app, Options& options) {
     app.add_option("TABLE", options.table, "name of a table, or a part of it")->required();
@@ -18,12 +42,14 @@ void tableIfWanted(CLI::App& app, Options& options) {
 
 void tableAndKey(CLI::App& app, Options& options) {
     table(app, options);
-    app.add_option("KEY", options.key, "key of an entry")->required();
+    app.add_option("KEY", options.key, "key of an entry")
+        ->required()
+        ->transform(numberUpTo(mostOf32Bits));
 }
 
 void show(CLI::App& app, Options& options) {
     table(app, options);
-    app.add_option("KEY", options.key, "key of an entry");
+    app.add_option("KEY", options.key, "key of an entry")->transform(numberUpTo(mostOf32Bits));
 }
 
 void compare(CLI::App& app, Options& options) {
@@ -32,13 +58,15 @@ void compare(CLI::App& app, Options& options) {
 
 void watch(CLI::App& app, Options& options) {
     tableIfWanted(app, options);
-    app.add_option("--key", options.key, "of this key alone");
-    app.add_option("--unit", options.unit, "of this chip unit alone");
+    app.add_option("--key", options.key, "of this key alone")->transform(numberUpTo(mostOf32Bits));
+    app.add_option("--unit", options.unit, "of this chip unit alone")
+        ->transform(numberUpTo(0xffff));
     app.add_option("--event", options.events,
                    "of these alone: written, removed, committed, applied, marking, swept")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    app.add_option("--most", options.most, "end after so many events");
+    app.add_option("--most", options.most, "end after so many events")
+        ->transform(numberUpTo(mostOf64Bits));
 }
 
 void trace(CLI::App& app, Options& options) {
@@ -49,7 +77,8 @@ void trace(CLI::App& app, Options& options) {
 
 void ring(CLI::App& app, Options& options) {
     app.add_option("FILE", options.file, "the ring file; the agent's unless given");
-    app.add_option("--most", options.most, "the last so many messages");
+    app.add_option("--most", options.most, "the last so many messages")
+        ->transform(numberUpTo(mostOf64Bits));
     app.add_option("--ctf", options.folder,
                    "write a trace for babeltrace2 and others into this new folder instead");
 }
@@ -76,7 +105,8 @@ void pathAndArguments(CLI::App& app, Options& options) {
 void iterate(CLI::App& app, Options& options) {
     path(app, options);
     app.add_option("--from", options.from, "key to begin with");
-    app.add_option("--most", options.most, "how many elements; all unless given");
+    app.add_option("--most", options.most, "how many elements; all unless given")
+        ->transform(numberUpTo(mostOf64Bits));
 }
 
 void record(CLI::App& app, Options& options) {
@@ -84,7 +114,8 @@ void record(CLI::App& app, Options& options) {
         ->required()
         ->check(CLI::IsMember({"start", "stop", "status"}));
     app.add_option("FILE", options.file, "of the record, to be made");
-    app.add_option("--bytes", options.bytes, "the most that the record may take; 268435456");
+    app.add_option("--bytes", options.bytes, "the most that the record may take; 268435456")
+        ->transform(numberUpTo(mostOf64Bits));
 }
 
 void replay(CLI::App& app, Options& options) {
@@ -93,9 +124,11 @@ void replay(CLI::App& app, Options& options) {
 
 void top(CLI::App& app, Options& options) {
     app.add_option("--interval-ms", options.intervalMs, "milliseconds between two looks")
+        ->transform(numberUpTo(mostOf32Bits))
         ->check(CLI::Range(50U, 3'600'000U))
         ->capture_default_str();
-    app.add_option("--most", options.most, "end after so many looks");
+    app.add_option("--most", options.most, "end after so many looks")
+        ->transform(numberUpTo(mostOf64Bits));
 }
 
 constexpr std::array commands{

@@ -16,8 +16,12 @@ Json jsonOf(CLI::App const& command) {
     Json arguments = Json::array();
     Json options = Json::array();
     for (auto const* option : command.get_options()) {
+        if (option == command.get_help_ptr() || option == command.get_help_all_ptr()) {
+            continue; // every command has them
+        }
         Json const one{{"name", option->get_name()},
                        {"required", option->get_required()},
+                       {"value", option->get_items_expected_max() != 0},
                        {"description", option->get_description()}};
         (option->get_positional() ? arguments : options).push_back(one);
     }
@@ -35,25 +39,26 @@ std::vector<std::string> namesIn(Json const& list) {
     return names;
 }
 
-std::string usageOf(Json const& command) {
-    auto usage = command["name"].get<std::string>();
-    for (auto const& argument : command["arguments"]) {
+} // namespace
+
+std::string usageOf(CLI::App const& command) {
+    auto const told = jsonOf(command);
+    auto usage = command.get_name();
+    for (auto const& argument : told["arguments"]) {
         auto const name = argument["name"].get<std::string>();
         usage += argument["required"].get<bool>() ? " " + name : " [" + name + "]";
     }
-    for (auto const& option : command["options"]) {
-        if (auto const name = option["name"].get<std::string>(); name != "--help") {
-            usage += " [" + name + "]";
-        }
+    for (auto const& option : told["options"]) {
+        auto const name = option["name"].get<std::string>();
+        usage += fmt::format(" [{}{}]", name, option["value"].get<bool>() ? " VALUE" : "");
     }
     return usage;
 }
 
-} // namespace
-
 void listCommands(CLI::App& app, ListForm form) {
+    auto const commands = app.get_subcommands([](CLI::App const*) { return true; });
     Json all = Json::array();
-    for (auto const* command : app.get_subcommands([](CLI::App const*) { return true; })) {
+    for (auto const* command : commands) {
         all.push_back(jsonOf(*command));
     }
     if (form == ListForm::json) {
@@ -70,8 +75,8 @@ void listCommands(CLI::App& app, ListForm form) {
     }
     using enum TextTable::Align;
     TextTable text{{{"COMMAND", left}, {"WHAT", left}}};
-    for (auto const& command : all) {
-        text.row({usageOf(command), command["description"]});
+    for (auto const* command : commands) {
+        text.row({usageOf(*command), command->get_description()});
     }
     fmt::print("{}", text.text());
 }

@@ -100,12 +100,11 @@ ExitStatus iterateCollection(Context& context) {
     auto const& options = context.options();
     LiveAgent agent{context.folder()};
     Json all = Json::array();
-    std::string from = options.from;
-    for (;;) {
-        auto request = requestOf(context, "iterate");
-        if (!from.empty()) {
-            request["from"] = from;
-        }
+    auto request = requestOf(context, "iterate");
+    if (!options.from.empty()) {
+        request["from"] = options.from;
+    }
+    for (bool more = true; more; request = Json{{"request", "iterate-on"}}) {
         if (options.most != 0) {
             request["most"] = options.most - all.size();
         }
@@ -113,10 +112,7 @@ ExitStatus iterateCollection(Context& context) {
         for (auto const& element : portion["elements"]) {
             all.push_back(element);
         }
-        if (!portion.contains("next") || (options.most != 0 && all.size() >= options.most)) {
-            break;
-        }
-        from = portion["next"].get<std::string>();
+        more = portion.value("more", false) && (options.most == 0 || all.size() < options.most);
     }
     if (options.json) {
         fmt::print("{}\n", Json{{"elements", all}}.dump(2));

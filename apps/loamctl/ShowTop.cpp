@@ -1,4 +1,5 @@
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <apps/loamctl/Commands.h>
 #include <apps/loamctl/HardwareStat.h>
@@ -9,6 +10,8 @@
 #include <cstdio>
 #include <map>
 #include <poll.h>
+#include <sstream>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace LoamCtl {
@@ -61,7 +64,7 @@ Json lineOf(Json const& before, Json const& now, double seconds) {
             {"lag-changes", logged - std::min(logged, numberOf(now, "hardware-version"))}};
 }
 
-void printText(Json const& lines, std::vector<std::string> const& troubles) {
+std::string textOf(Json const& lines, std::vector<std::string> const& troubles) {
     using enum TextTable::Align;
     TextTable text{{{"TABLE", left},
                     {"ENTRIES", right},
@@ -82,10 +85,24 @@ void printText(Json const& lines, std::vector<std::string> const& troubles) {
         }
         text.row(std::move(cells));
     }
-    fmt::print("{}", text.text());
-    for (auto const& trouble : troubles) {
-        fmt::print("{}\n", trouble);
+    return text.text() +
+           fmt::format("{}{}", fmt::join(troubles, "\n"), troubles.empty() ? "" : "\n");
+}
+
+// Over the picture before, without a moment of emptiness; what has no room is cut off, so that a
+// line stays a line.
+void draw(std::string const& text) {
+    winsize size{};
+    bool const known = ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0;
+    std::size_t const columns = known ? size.ws_col : 80;
+    std::size_t const rows = known && size.ws_row > 1 ? size.ws_row - 1U : 24;
+    std::string picture = "\x1b[H";
+    std::istringstream lines{text};
+    std::string line;
+    for (std::size_t row = 0; row < rows && std::getline(lines, line); ++row) {
+        picture += line.substr(0, columns) + "\x1b[K\n";
     }
+    fmt::print("{}\x1b[J", picture);
 }
 
 } // namespace
@@ -96,6 +113,9 @@ ExitStatus showTop(Context& context) {
     bool const terminal = ::isatty(STDOUT_FILENO) == 1 && !options.json;
     waitForInterrupts();
     LiveAgent agent{context.folder()};
+    if (terminal) {
+        fmt::print("\x1b[2J");
+    }
     auto before = lookAt(context, agent);
     for (std::uint64_t shown = 0; options.most == 0 || shown < options.most; ++shown) {
         ::poll(nullptr, 0, static_cast<int>(options.intervalMs));
@@ -114,8 +134,8 @@ ExitStatus showTop(Context& context) {
                 "{}\n",
                 Json{{"seconds", seconds}, {"tables", lines}, {"troubles", troubles}}.dump());
         } else {
-            fmt::print("{}", terminal ? "\x1b[H\x1b[2J" : shown == 0 ? "" : "\n");
-            printText(lines, troubles);
+            auto const text = textOf(lines, troubles);
+            terminal ? draw(text) : fmt::print("{}{}", shown == 0 ? "" : "\n", text);
         }
         std::fflush(stdout);
         before = std::move(now);

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <apps/loamctl/Command.h>
 #include <apps/loamctl/ListCommands.h>
 #include <csignal>
@@ -52,6 +53,31 @@ Command const* parse(CLI::App& app, int argc, char** argv, Options& options) {
     return chosen;
 }
 
+// What is wrong with the command line, and what there is instead.
+ExitStatus refuse(CLI::App& app, CLI::ParseError const& error) {
+    auto const chosen = app.get_subcommands();
+    auto const rest = app.remaining();
+    auto const name =
+        std::ranges::find_if(rest, [](std::string const& each) { return !each.starts_with('-'); });
+    auto const sentence =
+        !chosen.empty()      ? fmt::format("{}: {}", chosen.front()->get_name(), error.what())
+        : name != rest.end() ? fmt::format("there is no command '{}'", *name)
+        : dynamic_cast<CLI::RequiredError const*>(&error) != nullptr ? "a command is missing"
+                                                                     : std::string{error.what()};
+    fmt::print(stderr, "loamctl: {}\n", sentence);
+    if (!chosen.empty()) {
+        fmt::print(stderr, "usage: loamctl [OPTIONS] {}; see loamctl {} --help\n",
+                   usageOf(*chosen.front()), chosen.front()->get_name());
+        return exitUnusable;
+    }
+    std::string names;
+    for (auto const& command : allCommands()) {
+        names += fmt::format("{}{}", names.empty() ? "" : ", ", command.name);
+    }
+    fmt::print(stderr, "there is: {}, commands; see loamctl --help\n", names);
+    return exitUnusable;
+}
+
 int run(int argc, char** argv) {
     CLI::App app{"Looks into the software tables of a live or a dead agent."};
     app.name("loamctl");
@@ -60,7 +86,8 @@ int run(int argc, char** argv) {
     try {
         command = parse(app, argc, argv, options);
     } catch (CLI::ParseError const& error) {
-        return app.exit(error) == 0 ? exitDone : exitUnusable;
+        return error.get_exit_code() == 0 ? static_cast<ExitStatus>(app.exit(error))
+                                          : refuse(app, error);
     }
     if (command == nullptr) {
         listCommands(app, options.json    ? ListForm::json

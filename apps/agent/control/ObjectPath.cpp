@@ -11,6 +11,7 @@ namespace LoamAgent {
 namespace {
 
 constexpr std::string_view interfaceSuffix = "Interface";
+constexpr std::string_view callMark = "()";
 
 struct Step {
     std::string name;
@@ -96,6 +97,16 @@ std::vector<std::string> pathRoots(AgentControl& agent) {
 Inspect::Value PathEnd::value() const {
     if (attribute.empty()) {
         return Inspect::Value{object};
+    }
+    if (attribute.ends_with(callMark)) {
+        auto const name = attribute.substr(0, attribute.size() - callMark.size());
+        auto const& operation = object.attribute(name);
+        if (!operation.constant) {
+            throw RequestError{fmt::format("{} changes its object; within a path, operations are "
+                                           "called that change nothing",
+                                           name)};
+        }
+        return object.call(operation, {});
     }
     return hasKey ? object.get(attribute, Inspect::Value{std::string_view{key}})
                   : object.get(attribute);

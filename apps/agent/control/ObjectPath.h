@@ -13,6 +13,7 @@
 //     group, resolver, agent                            what all tables share
 //     Ipv4SystemPolicyTcamEntry.stats.commitCnt         an attribute of an attribute
 //     Ipv4SystemPolicyTcamEntry.transientAddEntry[0x67100001].swTableEntry
+//     Ipv4SystemPolicyTcamEntry.getTableEntries_py().tableEntries
 //
 // What is wrong with a path is told by `RequestError` or `Inspect::Error`.
 namespace LoamAgent {

@@ -3,6 +3,8 @@
 #include <Inspect/Object.h>
 #include <apps/agent/control/ObjectPath.h>
 #include <apps/agent/control/Requests.h>
+#include <apps/agent/control/TableCall.h>
+#include <memory>
 
 // Any object of the agent, by path and by the names of its attributes; what there is is told by the
 // classes themselves.
@@ -114,31 +116,49 @@ Json call(AgentControl& agent, Arguments const& arguments) {
             values.push_back(valueOf(agent, each));
         }
     }
-    auto const result = end.object.call(attribute, values);
+    auto const result = callByName(agent, end.object, attribute, values);
     agent.wake();
     return jsonOf(result);
 }
 
-Json iterate(AgentControl& agent, Arguments const& arguments) {
-    auto const end = attributeOf(agent, arguments);
-    auto const& attribute = end.object.attribute(end.attribute);
+// The next elements of a walk, which the client may go on with when there are more.
+Json portionOf(std::shared_ptr<Inspect::Iterator> const& walk, Arguments const& arguments,
+               Session& session) {
     auto const most = std::min(arguments.number("most", mostElements), mostElements);
-    auto const from = arguments.has("from") ? arguments.text("from") : end.key;
-    auto walk = from.empty()
-                    ? end.object.iterate(attribute)
-                    : end.object.iterate(attribute, Inspect::Value{std::string_view{from}});
     Json elements = Json::array();
-    for (; walk && elements.size() < most; walk.next()) {
-        auto const key = walk.key();
-        Json element = jsonOf(walk.value());
+    for (; *walk && elements.size() < most; walk->next()) {
+        auto const key = walk->key();
+        Json element = jsonOf(walk->value());
         element["key"] = key.isNothing() ? Json(nullptr) : Json(key.text());
         elements.push_back(std::move(element));
     }
-    Json all{{"elements", elements}, {"more", static_cast<bool>(walk)}};
-    if (walk && !walk.key().isNothing()) { // a queue's elements have no keys to go on from
-        all["next"] = walk.key().text();
+    bool const more{*walk};
+    session.kept() = more ? walk : nullptr;
+    return {{"elements", elements}, {"more", more}};
+}
+
+Json iterate(AgentControl& agent, Arguments const& arguments, Session& session) {
+    auto const end = attributeOf(agent, arguments);
+    auto const& attribute = end.object.attribute(end.attribute);
+    auto const from = arguments.has("from") ? arguments.text("from") : end.key;
+    if (from.empty()) {
+        return portionOf(std::make_shared<Inspect::Iterator>(end.object.iterate(attribute)),
+                         arguments, session);
     }
-    return all;
+    Inspect::Value const key{std::string_view{from}};
+    if (!end.object.has(attribute, key)) {
+        throw RequestError{fmt::format("{} has no key {} to begin with", attribute.name, from)};
+    }
+    return portionOf(std::make_shared<Inspect::Iterator>(end.object.iterate(attribute, key)),
+                     arguments, session);
+}
+
+Json iterateOn(Arguments const& arguments, Session& session) {
+    if (!session.kept()) {
+        throw RequestError{"no iteration of this client has more elements; \"iterate\" begins one"};
+    }
+    return portionOf(std::static_pointer_cast<Inspect::Iterator>(session.kept()), arguments,
+                     session);
 }
 
 } // namespace
@@ -172,12 +192,19 @@ void addObjectRequests(Requests& requests, AgentControl& agent) {
                    {"arguments", list, false, "values; @PATH stands for an object, null for none"},
                    force},
                   [&](Arguments const& arguments, auto&) { return call(agent, arguments); }});
+    Argument const most{"most", number, false, "how many; 1000 at most"};
     requests.add({"iterate",
                   "lists the elements of a collection, a set or a queue",
-                  {path,
-                   {"from", text, false, "the key to begin with; the answer's \"next\" goes on"},
-                   {"most", number, false, "how many; 1000 at most"}},
-                  [&](Arguments const& arguments, auto&) { return iterate(agent, arguments); }});
+                  {path, {"from", text, false, "the key to begin with"}, most},
+                  [&](Arguments const& arguments, Session& session) {
+                      return iterate(agent, arguments, session);
+                  }});
+    requests.add({"iterate-on",
+                  "goes on with the client's last iteration, whatever has changed since",
+                  {most},
+                  [](Arguments const& arguments, Session& session) {
+                      return iterateOn(arguments, session);
+                  }});
 }
 
 } // namespace LoamAgent

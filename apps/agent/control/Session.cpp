@@ -110,6 +110,7 @@ void Session::end() {
     }
     ended_ = true;
     attached_.clear();
+    kept_ = nullptr;
     std::error_code ignored;
     socket_.close(ignored);
     owner_.sessionEnded(shared_from_this());

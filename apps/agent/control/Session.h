@@ -47,6 +47,9 @@ class Session : public std::enable_shared_from_this<Session> {
     // What lives as long as the client listens: its watches.
     std::vector<std::shared_ptr<void>>& attached() { return attached_; }
 
+    // What a request keeps for the client's next one: where an iteration stands.
+    std::shared_ptr<void>& kept() { return kept_; }
+
     // Answers what waits, and closes.
     void sayAndEnd(std::string line);
     void end();
@@ -65,6 +68,7 @@ class Session : public std::enable_shared_from_this<Session> {
     std::deque<std::string> out_;
     std::size_t outBytes_ = 0;
     std::vector<std::shared_ptr<void>> attached_;
+    std::shared_ptr<void> kept_;
     bool busy_ = false; // a request waits for its answer
     bool reading_ = false;
     bool ending_ = false;

@@ -1,12 +1,40 @@
 #include <Zet/TraceHandle.h>
 
+#include <fmt/format.h>
+
+#include <algorithm>
 #include <apps/agent/control/AgentControl.h>
 #include <apps/agent/control/Requests.h>
+#include <fnmatch.h>
 
 // The text traces of the live agent.
 namespace LoamAgent {
 
 namespace {
+
+std::vector<std::string> handleNames() {
+    std::vector<std::string> names;
+    for (auto const& handle : Zet::TraceHandle::all()) {
+        names.push_back(handle.name);
+    }
+    return names;
+}
+
+// A pattern that no handle has is a slip of the pen, and nobody would ever notice.
+void checkPatterns(std::string_view text) {
+    auto const names = handleNames();
+    while (!text.empty()) {
+        auto const one = text.substr(0, text.find(';'));
+        std::string const pattern{one.substr(0, one.find('='))};
+        bool const known = std::ranges::any_of(names, [&](std::string const& name) {
+            return ::fnmatch(pattern.c_str(), name.c_str(), 0) == 0;
+        });
+        if (!known && !pattern.empty() && pattern != one) { // or it is malformed
+            throw RequestError{fmt::format("no trace handle matches '{}'", pattern), names};
+        }
+        text.remove_prefix(std::min(one.size() + 1, text.size()));
+    }
+}
 
 Json handles() {
     Json all = Json::array();
@@ -22,6 +50,13 @@ Json handles() {
     return all;
 }
 
+void setLevels(std::string const& text) {
+    checkPatterns(text);
+    if (auto const fault = Zet::TraceHandle::levelsFromText(text); !fault.empty()) {
+        throw RequestError{fault};
+    }
+}
+
 } // namespace
 
 void addTraceRequests(Requests& requests) {
@@ -33,11 +68,7 @@ void addTraceRequests(Requests& requests) {
                     "LEVEL is 0 to 15, all or off"}},
                   [](Arguments const& arguments, auto&) {
                       if (arguments.has("set")) {
-                          auto const fault =
-                              Zet::TraceHandle::levelsFromText(arguments.text("set"));
-                          if (!fault.empty()) {
-                              throw RequestError{fault};
-                          }
+                          setLevels(arguments.text("set"));
                       }
                       return handles();
                   }});

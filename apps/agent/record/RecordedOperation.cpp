@@ -128,7 +128,11 @@ std::string textOf(RecordedOperation const& operation) {
 
 std::variant<std::vector<RecordedOperation>, std::string> readRecord(std::string const& path) {
     std::error_code error;
-    auto const size = std::filesystem::file_size(path, error);
+    bool const regular = std::filesystem::is_regular_file(path, error);
+    if (!error && !regular) { // opening a pipe would wait for somebody to write
+        return fmt::format("{}: this is no regular file, and a record is one", path);
+    }
+    auto const size = error ? 0 : std::filesystem::file_size(path, error);
     std::ifstream file{path, std::ios::binary};
     if (error || !file) {
         return fmt::format("{}: {}", path, error ? error.message() : std::strerror(errno));

@@ -7,6 +7,18 @@
 
 namespace LoamAgent {
 
+namespace {
+
+std::string noTable(std::string const& name, Platform const& platform) {
+    std::string there;
+    for (auto const& table : platform.tables()) {
+        there += fmt::format("{}{}", there.empty() ? "" : ", ", table->name());
+    }
+    return fmt::format("there is no table {}; there is: {}", name, there);
+}
+
+} // namespace
+
 std::string Replay::fault(std::vector<RecordedOperation> const& operations,
                           Platform const& platform, std::vector<std::uint16_t> const& units) {
     for (std::size_t i = 0; i < operations.size(); ++i) {
@@ -14,11 +26,11 @@ std::string Replay::fault(std::vector<RecordedOperation> const& operations,
         auto const* const table = platform.table(operation.table);
         auto const place = fmt::format("operation {}: ", i + 1);
         if (table == nullptr) {
-            return fmt::format("{}there is no table {}", place, operation.table);
+            return place + noTable(operation.table, platform);
         }
         if (!operation.dependencyTable.empty() &&
             platform.table(operation.dependencyTable) == nullptr) {
-            return fmt::format("{}there is no table {}", place, operation.dependencyTable);
+            return place + noTable(operation.dependencyTable, platform);
         }
         if (std::ranges::find(units, operation.unitId) == units.end()) {
             return fmt::format("{}the agent has no unit {}; start it with --unit {}", place,

@@ -214,6 +214,50 @@ TEST(LoamCtl, WithoutACommandTellsItsCommands) {
     }
 }
 
+struct BadLine {
+    char const* name;
+    std::vector<std::string> words;
+    char const* error;
+};
+
+class CommandLine : public testing::TestWithParam<BadLine> {};
+
+TEST_P(CommandLine, IsRefusedWithWhatIsWrongAndWhatThereIs) {
+    Programs programs;
+    auto const ran = programs.ctl(GetParam().words);
+    EXPECT_EQ(ran.status, 2) << ran.out;
+    EXPECT_EQ(ran.out, "");
+    EXPECT_THAT(ran.err, HasSubstr(GetParam().error));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    A, CommandLine,
+    testing::Values(
+        BadLine{"WithoutACommand", {}, "a command is missing\nthere is: tables, show, log"},
+        BadLine{"CommandThatIsNone",
+                {"tabels", "--json"},
+                "there is no command 'tabels'\nthere is: tables, show, log"},
+        BadLine{"WithoutAnArgument",
+                {"explain", "ipv4entry"},
+                "explain: KEY is required\nusage: loamctl [OPTIONS] explain TABLE KEY;"},
+        BadLine{"KeyThatIsNoNumber",
+                {"show", "ipv4entry", "ten"},
+                "KEY: 'ten' is no number from 0 to 4294967295, decimal or behind 0x"},
+        BadLine{"KeyOutOfRange",
+                {"show", "ipv4entry", "0x100000000"},
+                "'0x100000000' is no number from 0 to 4294967295"},
+        BadLine{"UnitOutOfRange", {"watch", "--unit", "65536"}, "--unit: '65536' is no number"},
+        BadLine{"OptionThatIsNone",
+                {"watch", "--evnet", "applied"},
+                "[--key VALUE] [--unit VALUE] [--event VALUE] [--most VALUE]"}),
+    [](auto const& bad) { return std::string{bad.param.name}; });
+
+TEST(LoamCtl, ReadsAKeyOfDigitsAsDecimal) {
+    Programs programs;
+    auto const agent = agentAlone(programs);
+    EXPECT_THAT(programs.ctl({"explain", "ipv4entry", "010"}).out, HasSubstr("key 0x0000000a"));
+}
+
 TEST(LoamCtl, ChangesNothingInTheFolder) {
     Programs programs;
     auto const agent = agentAlone(programs);

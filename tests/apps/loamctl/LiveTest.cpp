@@ -166,13 +166,19 @@ TEST_F(Live, TraceSetsLevelsByPattern) {
         }
         return json{};
     };
-    ask({"trace", "Mac*=2,8"});
-    ask({"call", "MacSystemPolicyTcamEntry.entryRead", "1"}); // a handle is made at its first use
+    EXPECT_EQ(ask({"trace"})["handles"].size(), 3U * 14 + 3); // whether they have traced or not
+    EXPECT_EQ(levels(ask({"trace", "Mac*=2,8"})), json::parse("[2,8]"));
+    ask({"call", "MacSystemPolicyTcamEntry.entryRead", "1"});
+    EXPECT_THAT(agent->err(), HasSubstr("entryReadGeneric"));
+    auto const malformed = programs.ctl({"trace", "Mac*=77"});
+    EXPECT_EQ(malformed.status, 2);
+    EXPECT_THAT(malformed.err, HasSubstr("77"));
+    auto const unknown = programs.ctl({"trace", "Mac*=off;Ipv5*=3"});
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_THAT(unknown.err, HasSubstr("no trace handle matches 'Ipv5*'; there is: "));
+    EXPECT_THAT(unknown.err, HasSubstr("MacSystemPolicyTcamEntrySwTable"));
     EXPECT_EQ(levels(ask({"trace"})), json::parse("[2,8]"));
     EXPECT_EQ(levels(ask({"trace", "Mac*=off"})), json::parse("[]"));
-    auto const ran = programs.ctl({"trace", "Mac*=77"});
-    EXPECT_EQ(ran.status, 2);
-    EXPECT_THAT(ran.err, HasSubstr("77"));
 }
 
 TEST_F(Live, ShowTellsAnOperationThatIsNotLogged) {
@@ -204,6 +210,30 @@ TEST_F(Live, GetSetCallAndIterateReachEveryAttribute) {
     EXPECT_EQ(handles.size(), 10U);
     EXPECT_EQ(ask({"iterate", table + ".entryHandleInLog", "--most", "3"})["elements"].size(), 3U);
     EXPECT_EQ(ask({"get", "group.agentRun"})["value"], 1);
+    auto const entries = ask({"iterate", table + ".getTableEntries_py().tableEntries"})["elements"];
+    EXPECT_EQ(entries.size(), 10U);
+}
+
+TEST_F(Live, IterateGivesAllOfALongQueueAndOfACollection) {
+    std::string const table = entryTable;
+    programs.policyIs(policyOf(2500));
+    agent->signal(SIGHUP);
+    ASSERT_TRUE(agent->says("4980 entries differed")) << agent->out();
+    auto const handles = ask({"iterate", table + ".entryHandleInLog"})["elements"];
+    EXPECT_EQ(handles.size(), 2500U);
+    EXPECT_EQ(ask({"iterate", table + ".entryHandleInLog", "--most", "1500"})["elements"].size(),
+              1500U);
+    ASSERT_EQ(programs.ctl({"call", table + ".mark"}).status, 0);
+    for (auto const* key : {"1", "2", "3"}) {
+        ASSERT_EQ(programs.ctl({"set", table + ".markedKey[" + key + "]", "true"}).status, 0);
+    }
+    EXPECT_EQ(ask({"iterate", table + ".markedKey"})["elements"].size(), 3U);
+    EXPECT_EQ(
+        ask({"iterate", table + ".markedKey", "--from", "2", "--most", "1"})["elements"][0]["key"],
+        "0x00000002");
+    auto const absent = programs.ctl({"iterate", table + ".markedKey", "--from", "4"});
+    EXPECT_EQ(absent.status, 2);
+    EXPECT_THAT(absent.err, HasSubstr("markedKey has no key 4 to begin with"));
 }
 
 struct BadPath {
@@ -236,6 +266,9 @@ INSTANTIATE_TEST_SUITE_P(
         BadPath{"KeyOutOfRange",
                 {"call", "MacSystemPolicyTcamEntry.entryHas", "0x123456789"},
                 "0x123456789"},
+        BadPath{"OperationThatChangesItsObjectInAPath",
+                {"get", "MacSystemPolicyTcamEntry.sweep().x"},
+                "sweep changes its object"},
         BadPath{"OpenBracket", {"get", "MacSystemPolicyTcamEntry.markedKey[0"}, "a [ without ]"},
         BadPath{"ObjectWithoutAttribute",
                 {"set", "MacSystemPolicyTcamEntry", "1"},

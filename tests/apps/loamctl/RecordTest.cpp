@@ -4,6 +4,7 @@
 
 #include <support/ControlClient.h>
 #include <support/Programs.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -109,6 +110,39 @@ TEST_F(Record, HoldsWhatDependedOnWhat) {
                     "\nwrite Ipv4SystemPolicyTcamEntry 0 0x[0-9a-f]+ #1 [0-9a-f]+\nend 2\n$"));
 }
 
+TEST_F(Record, HoldsWhatAPersonCalls) {
+    auto const agent = agentWith(recorded, policyOf(2));
+    auto const call = [&](std::vector<std::string> words) {
+        words.insert(words.begin(), "call");
+        return recorded.ctl(words);
+    };
+    record(recorded);
+    std::string const table = "MacSystemPolicyTcamEntry";
+    for (auto const* key : {"7", "8"}) {
+        auto const entry = std::string{"{key: "} + key + ", fields: 01}";
+        EXPECT_EQ(call({table + ".entryWrite", key, entry, "null"}).status, 0);
+    }
+    EXPECT_EQ(call({table + ".entryRemove", "8", "null"}).status, 0);
+    EXPECT_EQ(call({"Ipv4SystemPolicyTcamEntry.entryRemoveAll", "null"}).status, 0);
+    EXPECT_EQ(call({"Ipv4SystemPolicyTcamAction.entryRemoveAll", "null"}).status, 0);
+    auto const other = call({table + ".entryWrite", "7", "{key: 9, fields: 01}", "null"});
+    EXPECT_EQ(other.status, 2);
+    EXPECT_THAT(other.err, HasSubstr("does not bear the key 0x00000007"));
+    auto const behind = call({table + ".entryLog.entryDel", "7", "null", "0"});
+    EXPECT_EQ(behind.status, 2);
+    EXPECT_THAT(behind.err, HasSubstr("entryDel is not recorded; stop the record first"));
+    ASSERT_EQ(recorded.ctl({"record", "stop"}).status, 0);
+
+    auto const empty = agentWith(replayed, emptyPolicy);
+    ASSERT_EQ(replayed.ctl({"replay", file()}).status, 0);
+    auto const content = contentOfTables(recorded);
+    ASSERT_EQ(content.size(), 1U) << content;
+    EXPECT_EQ(content[table].size(), 1U);
+    EXPECT_EQ(content[table][0]["key"], "0x00000007");
+    EXPECT_TRUE(testing_support::eventually([&] { return contentOfTables(replayed) == content; }))
+        << contentOfTables(replayed);
+}
+
 TEST_F(Record, IsFullAtItsBoundAndSaysSo) {
     auto const agent = agentWith(recorded, emptyPolicy);
     record(recorded, {"--bytes", "4096"});
@@ -146,6 +180,15 @@ TEST_F(Record, IsNotReplayedIntoTablesThatHoldSomething) {
     EXPECT_THAT(ran.err, HasSubstr("the agent's tables hold 4 entries"));
 }
 
+TEST_F(Record, IsNoPipe) {
+    auto const agent = agentWith(recorded, emptyPolicy);
+    ASSERT_EQ(::mkfifo(file().c_str(), 0600), 0);
+    auto const ran = recorded.ctl({"replay", file()});
+    EXPECT_EQ(ran.status, 2);
+    EXPECT_THAT(ran.err, HasSubstr("this is no regular file"));
+    EXPECT_EQ(recorded.ctl({"objects"}).status, 0); // nobody waits for a writer
+}
+
 struct BadRecord {
     char const* name;
     char const* text;
@@ -179,7 +222,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "loam-record 1\nremove MacSystemPolicyTcamEntry 0 0x1 #1\n",
                   "line 2: '#1' is nothing to depend on"},
         BadRecord{"TableThatIsNone", "loam-record 1\nremove Ipv5 0 0x1 -\n",
-                  "operation 1: there is no table Ipv5"},
+                  "operation 1: there is no table Ipv5; there is: EgressOlpPolicyTcamAction, "},
         BadRecord{"UnitThatIsNone", "loam-record 1\nremove MacSystemPolicyTcamEntry 3 0x1 -\n",
                   "operation 1: the agent has no unit 3"},
         BadRecord{"BytesOfAnotherSize",
