@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstring>
+#include <utility>
 
 #if defined(__x86_64__)
 #define SLATE_HAS_CRC_INSTRUCTION 1
@@ -66,10 +67,15 @@ std::uint64_t privateWord(void const* from, std::size_t index) {
     return value;
 }
 
+// Half a word is what most records end with.
 std::uint64_t privateTail(Crc32c const& plan, void const* from) {
+    auto const* const tail = static_cast<char const*>(from) + std::size_t{plan.fullWords()} * 8;
     std::uint64_t value = 0;
-    std::memcpy(&value, static_cast<char const*>(from) + std::size_t{plan.fullWords()} * 8,
-                plan.tailBytes());
+    if (plan.tailBytes() == 4) {
+        std::memcpy(&value, tail, 4);
+    } else {
+        std::memcpy(&value, tail, plan.tailBytes());
+    }
     return value;
 }
 
@@ -78,8 +84,12 @@ void privateWordIs(void* to, std::size_t index, std::uint64_t value) {
 }
 
 void privateTailIs(Crc32c const& plan, void* to, std::uint64_t value) {
-    std::memcpy(static_cast<char*>(to) + std::size_t{plan.fullWords()} * 8, &value,
-                plan.tailBytes());
+    auto* const tail = static_cast<char*>(to) + std::size_t{plan.fullWords()} * 8;
+    if (plan.tailBytes() == 4) {
+        std::memcpy(tail, &value, 4);
+    } else {
+        std::memcpy(tail, &value, plan.tailBytes());
+    }
 }
 
 std::uint32_t tableSum(Crc32c const& plan, Crc32c::Head const& head, std::uint64_t const* from) {
@@ -125,8 +135,21 @@ std::uint32_t tableCopyIn(Crc32c const& plan, Crc32c::Head const& head, void* to
 
 constexpr Crc32c::Calls tableCalls{&tableWords3, &tableSum, &tableCopyOut, &tableCopyIn};
 
+// Below this many words, joining the lanes costs more than they save.
+constexpr std::size_t laneThresholdWords = 12;
+
+constexpr std::size_t laneOf(std::size_t words) {
+    return words >= laneThresholdWords ? words / 3 : 0;
+}
+
 #ifdef SLATE_HAS_CRC_INSTRUCTION
 #define SLATE_CRC_TARGET __attribute__((target("sse4.2,pclmul")))
+#define SLATE_INLINE inline __attribute__((always_inline))
+#if defined(__clang__)
+#define SLATE_UNROLL // does it by itself where the number is known
+#else
+#define SLATE_UNROLL _Pragma("GCC unroll 16")
+#endif
 
 SLATE_CRC_TARGET inline std::uint32_t step(std::uint32_t seed, std::uint64_t value) {
     return static_cast<std::uint32_t>(_mm_crc32_u64(seed, value));
@@ -150,19 +173,32 @@ SLATE_CRC_TARGET std::uint32_t fastWords3(std::uint32_t seed, std::uint64_t firs
     return step(step(step(seed, first), second), third);
 }
 
-// The three functions below differ in where a word comes from and where it goes to; `visit(index)`
-// does that and gives the word, `visit.from(index)` does it for the words from there on.
-template <typename Visit>
-SLATE_CRC_TARGET inline __attribute__((always_inline)) std::uint32_t
-fastBlock(Crc32c const& plan, Crc32c::Head const& head, Visit const& visit) {
+// How many words a plan has: a number that the compiler knows, and unrolls, or what the plan says.
+template <std::size_t count>
+struct KnownWords {
+    static constexpr std::size_t all(Crc32c const&) { return count; }
+    static constexpr std::size_t lane(Crc32c const&) { return laneOf(count); }
+};
+
+struct AnyWords {
+    static std::size_t all(Crc32c const& plan) { return plan.fullWords(); }
+    static std::size_t lane(Crc32c const& plan) { return plan.laneWords(); }
+};
+
+// The functions below differ in where a word comes from and where it goes to; `visit(index)` does
+// that and gives the word, `visit.from(index)` does it for the words from there on.
+template <typename Words, typename Visit>
+SLATE_CRC_TARGET SLATE_INLINE std::uint32_t fastBlock(Crc32c const& plan, Crc32c::Head const& head,
+                                                      Visit const& visit) {
     std::uint32_t seed = step(step(step(head.seed, head.first), head.second), head.third);
-    std::size_t const lane = plan.laneWords();
+    std::size_t const lane = Words::lane(plan);
     std::size_t index = 0;
     if (lane != 0) {
         Visit const visitSecond = visit.from(lane);
         Visit const visitThird = visit.from(2 * lane);
         std::uint32_t second = 0;
         std::uint32_t third = 0;
+        SLATE_UNROLL
         for (; index < lane; ++index) {
             seed = step(seed, visit(index));
             second = step(second, visitSecond(index));
@@ -171,7 +207,9 @@ fastBlock(Crc32c const& plan, Crc32c::Head const& head, Visit const& visit) {
         seed = join(plan, seed, second, third);
         index = 3 * lane;
     }
-    for (std::size_t const words = plan.fullWords(); index < words; ++index) {
+    std::size_t const words = Words::all(plan);
+    SLATE_UNROLL
+    for (; index < words; ++index) {
         seed = step(seed, visit(index));
     }
     return seed;
@@ -210,15 +248,17 @@ struct VisitIn {
     }
 };
 
+template <typename Words>
 SLATE_CRC_TARGET std::uint32_t fastSum(Crc32c const& plan, Crc32c::Head const& head,
                                        std::uint64_t const* from) {
-    std::uint32_t const seed = fastBlock(plan, head, VisitShared{from});
+    std::uint32_t const seed = fastBlock<Words>(plan, head, VisitShared{from});
     return plan.tailBytes() != 0 ? step(seed, loadRelaxed(from + plan.fullWords())) : seed;
 }
 
+template <typename Words>
 SLATE_CRC_TARGET std::uint32_t fastCopyOut(Crc32c const& plan, Crc32c::Head const& head,
                                            std::uint64_t* to, void const* from) {
-    std::uint32_t seed = fastBlock(plan, head, VisitOut{to, static_cast<char const*>(from)});
+    std::uint32_t seed = fastBlock<Words>(plan, head, VisitOut{to, static_cast<char const*>(from)});
     if (plan.tailBytes() != 0) {
         std::uint64_t const value = privateTail(plan, from);
         storeRelaxed(to + plan.fullWords(), value);
@@ -227,9 +267,10 @@ SLATE_CRC_TARGET std::uint32_t fastCopyOut(Crc32c const& plan, Crc32c::Head cons
     return seed;
 }
 
+template <typename Words>
 SLATE_CRC_TARGET std::uint32_t fastCopyIn(Crc32c const& plan, Crc32c::Head const& head, void* to,
                                           std::uint64_t const* from) {
-    std::uint32_t seed = fastBlock(plan, head, VisitIn{static_cast<char*>(to), from});
+    std::uint32_t seed = fastBlock<Words>(plan, head, VisitIn{static_cast<char*>(to), from});
     if (plan.tailBytes() != 0) {
         std::uint64_t const value = loadRelaxed(from + plan.fullWords());
         privateTailIs(plan, to, value);
@@ -238,14 +279,29 @@ SLATE_CRC_TARGET std::uint32_t fastCopyIn(Crc32c const& plan, Crc32c::Head const
     return seed;
 }
 
-constexpr Crc32c::Calls fastCalls{&fastWords3, &fastSum, &fastCopyOut, &fastCopyIn};
+template <typename Words>
+constexpr Crc32c::Calls fastCalls{&fastWords3, &fastSum<Words>, &fastCopyOut<Words>,
+                                  &fastCopyIn<Words>};
 
-Crc32c::Calls const* bestCalls() {
+// By the number of words, as far as the records of the tables go.
+constexpr std::size_t knownLengths = 24;
+
+template <std::size_t... counts>
+constexpr std::array<Crc32c::Calls, sizeof...(counts)> fastCallsOf(std::index_sequence<counts...>) {
+    return {fastCalls<KnownWords<counts>>...};
+}
+
+constexpr auto fastCallsByWords = fastCallsOf(std::make_index_sequence<knownLengths>{});
+
+Crc32c::Calls const* bestCalls(std::size_t words) {
     static bool const has = __builtin_cpu_supports("sse4.2") && __builtin_cpu_supports("pclmul");
-    return has ? &fastCalls : &tableCalls;
+    if (!has) {
+        return &tableCalls;
+    }
+    return words < knownLengths ? &fastCallsByWords[words] : &fastCalls<AnyWords>;
 }
 #else
-Crc32c::Calls const* bestCalls() {
+Crc32c::Calls const* bestCalls(std::size_t) {
     return &tableCalls;
 }
 #endif
@@ -261,18 +317,14 @@ std::uint32_t multiplierFor(std::size_t words) {
     return value;
 }
 
-// Below this many words, joining the lanes costs more than they save.
-constexpr std::uint32_t laneThresholdWords = 12;
-
 } // namespace
 
-Crc32c::Crc32c(std::size_t bytes) : Crc32c{bytes, bestCalls()} {}
+Crc32c::Crc32c(std::size_t bytes) : Crc32c{bytes, bestCalls(bytes / 8)} {}
 
 Crc32c::Crc32c(std::size_t bytes, Calls const* calls)
     : calls_{calls}, fullWords_{static_cast<std::uint32_t>(bytes / 8)},
-      tailBytes_{static_cast<std::uint32_t>(bytes % 8)}, laneWords_{fullWords_ >= laneThresholdWords
-                                                                        ? fullWords_ / 3
-                                                                        : 0} {
+      tailBytes_{static_cast<std::uint32_t>(bytes % 8)}, laneWords_{static_cast<std::uint32_t>(
+                                                             laneOf(bytes / 8))} {
     if (laneWords_ != 0) {
         shiftOneLane_ = multiplierFor(laneWords_);
         shiftTwoLanes_ = multiplierFor(std::size_t{2} * laneWords_);
