@@ -2,9 +2,13 @@
 
 #include <Ombra/Export.h>
 #include <Slate/Layout.h>
+#include <Slate/Shared.h>
 
-#include <bit>
+#include <cstddef>
 #include <cstdint>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 // One look at a whole bucket, without a branch that depends on where in it something is.
 //
@@ -33,10 +37,36 @@ struct BucketTags {
 inline constexpr std::uint64_t noTag = std::uint64_t{1} << 32; // above every tag
 inline constexpr std::uint32_t allOccupied = (1U << bucketEntries) - 1;
 
+// The entries with that tag, as bits. Of tag 0, empty entries may be among them. Small enough to
+// stand where it is used: what a look-up that finds its key has of a bucket.
+inline std::uint32_t tagMatches(Bucket const& bucket, std::uint32_t tag) {
+#if defined(__SSE2__)
+    // Tags are the upper halves of the words. Each word of an aligned load is read as a whole.
+    auto const* const from = reinterpret_cast<float const*>(bucket.entry);
+    auto const upper = [from](int word) {
+        __m128 const first = _mm_load_ps(from + std::ptrdiff_t{2} * word);
+        __m128 const second = _mm_load_ps(from + std::ptrdiff_t{2} * word + 4);
+        return _mm_castps_si128(_mm_shuffle_ps(first, second, _MM_SHUFFLE(3, 1, 3, 1)));
+    };
+    __m128i const wanted = _mm_set1_epi32(static_cast<int>(tag));
+    __m128i const both =
+        _mm_packs_epi32(_mm_cmpeq_epi32(upper(0), wanted), _mm_cmpeq_epi32(upper(4), wanted));
+    auto const bytes = _mm_movemask_epi8(_mm_packs_epi16(both, both));
+    return static_cast<std::uint32_t>(bytes) & allOccupied;
+#else
+    std::uint32_t matches = 0;
+    for (std::uint32_t index = 0; index < bucketEntries; ++index) {
+        matches |= static_cast<std::uint32_t>(entryTag(loadAcquire(&bucket.entry[index])) == tag)
+                   << index;
+    }
+    return matches;
+#endif
+}
+
 // Whether all entries of a bucket that is not changing are whole words of the chain: the sum of the
 // words has the salt of the owner once for each.
 inline bool sumWhole(std::uint64_t sum, std::uint32_t occupied, std::uint32_t owner) {
-    std::uint64_t const expected = (std::popcount(occupied) & 1) != 0 ? ownerSalt(owner) : 0;
+    std::uint64_t const expected = __builtin_parity(occupied) != 0 ? ownerSalt(owner) : 0;
     return entryFold(sum) == expected;
 }
 

@@ -1,6 +1,5 @@
 #include <Slate/Directory.h>
 #include <Slate/Exceptions.h>
-#include <Slate/KeyMix.h>
 
 #include <fmt/format.h>
 
@@ -21,19 +20,6 @@ Directory::Directory(Mapping const& mapping, Geometry const& geometry, Extents& 
     : mapping_{mapping}, geometry_{geometry}, extents_{extents}, slots_{slots}, control_{control},
       name_{name}, shift_{32U - static_cast<std::uint32_t>(std::countr_zero(geometry.bucketCount))},
       scan_{BucketScan::best()}, overflow_{geometry.overflowCount} {}
-
-std::uint32_t Directory::ownerOf(std::uint64_t key) const {
-    if (geometry_.order == Order::version) {
-        return static_cast<std::uint32_t>(key / bucketEntries) & (geometry_.bucketCount - 1);
-    }
-    return static_cast<std::uint32_t>(std::uint64_t{keyMix(static_cast<std::uint32_t>(key))} >>
-                                      shift_);
-}
-
-std::uint32_t Directory::tagOf(std::uint64_t key) const {
-    auto const low = static_cast<std::uint32_t>(key);
-    return geometry_.order == Order::version ? low : keyMix(low);
-}
 
 bool Directory::follow(std::uint32_t owner, std::uint32_t& number, std::uint32_t& hops,
                        bool& damaged) const {
@@ -90,7 +76,7 @@ bool Directory::pick(Found& at, std::uint32_t number, std::uint32_t matches,
     return false;
 }
 
-Found Directory::find(std::uint64_t key) const {
+Found Directory::search(std::uint64_t key) const {
     Found at;
     at.owner = ownerOf(key);
     at.tag = tagOf(key);
@@ -171,7 +157,7 @@ Next Directory::nextInChain(Position const& from) const {
         if (tags.first < best.first) {
             best = tags;
             bestBucket = number;
-            tie = std::popcount(tags.firstAt) > 1;
+            tie = (tags.firstAt & (tags.firstAt - 1)) != 0;
         }
     } while (follow(from.owner, number, hops, result.damaged));
     if (result.damaged) {
@@ -213,7 +199,7 @@ bool Directory::sharesTag(Position const& from) const {
         return false;
     }
     BucketView const view = scan_.view(*bucket(from.owner), from.tag);
-    if (bucket(from.owner)->link != 0 || std::popcount(view.matches) > 1) {
+    if (bucket(from.owner)->link != 0 || (view.matches & (view.matches - 1)) != 0) {
         return true;
     }
     if (view.matches == 0) {

@@ -4,12 +4,14 @@
 #include <Slate/Control.h>
 #include <Slate/Extents.h>
 #include <Slate/Geometry.h>
+#include <Slate/KeyMix.h>
 #include <Slate/Layout.h>
 #include <Slate/Mapping.h>
 #include <Slate/Shared.h>
 #include <Slate/SlotAllocator.h>
 #include <Slate/SlotArea.h>
 
+#include <bit>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -75,11 +77,27 @@ class Directory {
     Directory(Mapping const& mapping, Geometry const& geometry, Extents& extents, SlotArea& slots,
               Control& control, std::string const& name);
 
-    std::uint32_t ownerOf(std::uint64_t key) const;
-    std::uint32_t tagOf(std::uint64_t key) const;
+    std::uint32_t ownerOf(std::uint64_t key) const {
+        if (geometry_.order == Order::version) {
+            return static_cast<std::uint32_t>(key / bucketEntries) & (geometry_.bucketCount - 1);
+        }
+        return static_cast<std::uint32_t>(std::uint64_t{keyMix(static_cast<std::uint32_t>(key))} >>
+                                          shift_);
+    }
+    std::uint32_t tagOf(std::uint64_t key) const {
+        auto const low = static_cast<std::uint32_t>(key);
+        return geometry_.order == Order::version ? low : keyMix(low);
+    }
     Position behind(std::uint64_t key) const { return {ownerOf(key), false, tagOf(key), key}; }
 
-    Found find(std::uint64_t key) const;
+    // Nearly always the key stands in the first bucket of its chain, under a tag that nobody else
+    // has.
+    Found find(std::uint64_t key) const {
+        Found at;
+        at.owner = ownerOf(key);
+        at.tag = tagOf(key);
+        return findAtOnce(at, key) ? at : search(key);
+    }
 
     // The first entry at or behind a position. `damaged` refers to the chain `owner`, where the
     // search then stopped.
@@ -119,6 +137,27 @@ class Directory {
     // is not whole, or the chain longer than it can be.
     bool follow(std::uint32_t owner, std::uint32_t& number, std::uint32_t& hops,
                 bool& damaged) const;
+
+    Found search(std::uint64_t key) const;
+
+    // `at` has the key's owner and tag. False when it takes more than one look, and `at` means
+    // nothing then.
+    bool findAtOnce(Found& at, std::uint64_t key) const {
+        if (!present(at.owner)) {
+            return false;
+        }
+        std::uint32_t const matches = tagMatches(*bucket(at.owner), at.tag);
+        if (matches == 0 || (matches & (matches - 1)) != 0) {
+            return false;
+        }
+        at.cell = {at.owner, static_cast<std::uint32_t>(std::countr_zero(matches))};
+        at.word = word(at.cell);
+        at.slot = entryNumber(at.word) - 1;
+        at.found = entryTag(at.word) == at.tag && entryWhole(at.word, at.owner) &&
+                   at.slot < slots_.count() && slots_.present(at.slot) &&
+                   (geometry_.order != Order::version || slots_.key(at.slot) == key);
+        return at.found;
+    }
 
     bool refersTo(std::uint64_t word, std::uint64_t key, Found& at) const;
     bool pick(Found& at, std::uint32_t number, std::uint32_t matches, std::uint64_t key) const;

@@ -24,6 +24,7 @@ TEST(BucketScan, VectorAndSimpleInstructionsAgree) {
         BucketView const view = best.view(bucket, tag);
         BucketView const expected = simple.view(bucket, tag);
         ASSERT_EQ(view.matches, expected.matches);
+        ASSERT_EQ(tag == 0 ? view.matches : tagMatches(bucket, tag), expected.matches);
         ASSERT_EQ(view.occupied, expected.occupied);
         ASSERT_EQ(view.sum, expected.sum);
         std::uint64_t const from = random() % 5 == 0 ? noTag - random() % 4 : random() % 20;
@@ -42,4 +43,13 @@ TEST(BucketScan, TakesNoEmptyEntryForTagZero) {
     Bucket const bucket{};
     EXPECT_EQ(BucketScan::best().view(bucket, 0).matches, 0U);
     EXPECT_EQ(BucketScan::best().tags(bucket, 0).first, noTag);
+}
+
+// The link, behind the entries, is none of them.
+TEST(BucketScan, MatchesTagsOfEntriesAlone) {
+    Bucket bucket{};
+    bucket.link = std::uint64_t{5} << 32 | 1;
+    EXPECT_EQ(tagMatches(bucket, 5), 0U);
+    bucket.entry[6] = std::uint64_t{5} << 32 | 1;
+    EXPECT_EQ(tagMatches(bucket, 5), 1U << 6);
 }
