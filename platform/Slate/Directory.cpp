@@ -130,11 +130,28 @@ Next Directory::next(Position from) const {
         }
         Next const result = nextInChain(from);
         if (result.found || result.damaged) {
+            if (from.atStart) {
+                prefetchRecords(nextOwner(from.owner));
+            }
             return result;
         }
         from = {nextOwner(from.owner), true, 0, 0};
     }
     return {};
+}
+
+// A walk that comes to a bucket has the records of the next one fetched, since slots lie in no
+// order.
+void Directory::prefetchRecords(std::uint32_t owner) const {
+    if (owner >= geometry_.bucketCount || !present(owner)) {
+        return;
+    }
+    for (std::uint64_t const& entry : bucket(owner)->entry) {
+        std::uint32_t const slot = entryNumber(loadRelaxed(&entry)) - 1;
+        if (slot < slots_.count()) {
+            slots_.prefetch(slot);
+        }
+    }
 }
 
 // The entry with the smallest tag behind the position. What follows it in the bucket is fetched

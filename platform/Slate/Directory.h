@@ -162,6 +162,7 @@ class Directory {
     bool refersTo(std::uint64_t word, std::uint64_t key, Found& at) const;
     bool pick(Found& at, std::uint32_t number, std::uint32_t matches, std::uint64_t key) const;
     Next nextInChain(Position const& from) const;
+    void prefetchRecords(std::uint32_t owner) const;
     Next nextByKey(Position const& from) const;
     bool sharesTag(Position const& from) const;
     static Cell firstCell(std::uint32_t number, std::uint32_t mask);
