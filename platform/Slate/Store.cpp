@@ -67,8 +67,15 @@ void const* Store::lookupOwn(std::uint64_t key) {
         }
         return nullptr;
     }
-    if (!slots_.whole(at.slot, key)) [[unlikely]] {
-        raiseSlot(at.slot, key);
+    bool const verified = operations_ != 0 && verifiedKey_ == key && verifiedSlot_ == at.slot &&
+                          verifiedState_ == slots_.state(at.slot);
+    if (!verified) {
+        if (!slots_.whole(at.slot, key)) [[unlikely]] {
+            raiseSlot(at.slot, key);
+        }
+        verifiedKey_ = key;
+        verifiedSlot_ = at.slot;
+        verifiedState_ = operations_ != 0 ? slots_.state(at.slot) : 0;
     }
     return slots_.record(at.slot);
 }

@@ -44,6 +44,10 @@
 // `Ombra::CorruptionDetectedException`. A store or removal repairs the directory and goes on; a
 // damaged slot is replaced or removed like any other and then not used again by this process.
 //
+// A read verifies what it hands out. One operation of a caller may look at a record more than once;
+// while it holds an `Operation`, a record that a look-up has verified is not summed again by the
+// next ones, as long as the slot's state word, which never repeats, is the same.
+//
 // Cost: a lookup touches one bucket (a cache line) and the slot; an insert the same. Nothing
 // allocates but the lists of free slots.
 //
@@ -77,6 +81,21 @@ class LOAM_EXPORT Store {
     // and is good until the next operation; a reader's is `buffer`, which takes a record. Raises
     // `Ombra::CorruptionDetectedException`.
     void const* lookup(std::uint64_t key, void* buffer);
+
+    // For the time of one operation of the caller, on the stack. Nested ones are as one.
+    class Operation {
+      public:
+        explicit Operation(Store& store) noexcept : store_{store} { ++store_.operations_; }
+        ~Operation() {
+            --store_.operations_;
+            store_.verifiedState_ = 0;
+        }
+        Operation(Operation const&) = delete;
+        Operation& operator=(Operation const&) = delete;
+
+      private:
+        Store& store_;
+    };
 
     // Walks, see Slate/SlateMap.h. `hint` may be null.
     bool iterFirst(void* record, IterHint* hint);
@@ -144,6 +163,10 @@ class LOAM_EXPORT Store {
     std::uint32_t memberCount_ = 0;
     std::uint64_t nextSequence_ = 0;
     std::uint64_t sequenceLimit_ = 0;
+    std::uint32_t operations_ = 0;           // held now
+    std::uint32_t verifiedSlot_ = 0;         // what the current one has verified last,
+    std::uint64_t verifiedState_ = 0;        // its state word, 0 for nothing,
+    std::uint64_t verifiedKey_ = 0;          // and its key
     std::vector<std::uint32_t> quarantined_; // slots found damaged; not used again
     std::function<void(std::string const&)> damageSink_;
     std::vector<std::string> earlyDamage_;

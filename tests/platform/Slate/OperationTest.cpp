@@ -1,0 +1,111 @@
+#include "StoreFixture.h"
+
+#include <Ombra/Exception.h>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+// What an operation of the caller may leave out, and what it may not: a record is verified before
+// it is first handed out in each operation, and again when it is another.
+using namespace SlateTest;
+using Slate::Order;
+
+namespace {
+
+class Operation : public testing::TestWithParam<Order> {
+  protected:
+    Operation() {
+        put(*store, 1, 10);
+        put(*store, 2, 20);
+    }
+
+    // A record where it lies in the mapping that the store itself reads.
+    std::byte* bytesOf(std::uint64_t key) const {
+        return const_cast<std::byte*>(static_cast<std::byte const*>(store->lookup(key, nullptr)));
+    }
+    static void damage(std::byte* record) { record[sizeof(Record) - 1] ^= std::byte{1}; }
+
+    bool raises(std::uint64_t key) const {
+        try {
+            store->lookup(key, nullptr);
+            return false;
+        } catch (Ombra::CorruptionDetectedException const&) {
+            return true;
+        }
+    }
+
+    MemoryFile file{specOf(GetParam(), 64)};
+    std::unique_ptr<Slate::Store> store = file.writer();
+};
+
+TEST_P(Operation, ARecordDamagedBeforeItIsNeverHandedOut) {
+    damage(bytesOf(1));
+    Slate::Store::Operation const operation{*store};
+    EXPECT_TRUE(raises(1));
+    EXPECT_TRUE(raises(1));
+    EXPECT_FALSE(raises(2));
+    EXPECT_TRUE(raises(1));
+}
+
+TEST_P(Operation, ARecordIsVerifiedOnceInItAndAgainInTheNext) {
+    auto* const record = bytesOf(1);
+    {
+        Slate::Store::Operation const operation{*store};
+        EXPECT_EQ(get(*store, 1), 10);
+        damage(record);
+        EXPECT_FALSE(raises(1));
+    }
+    Slate::Store::Operation const operation{*store};
+    EXPECT_TRUE(raises(1));
+}
+
+TEST_P(Operation, OnlyTheLastRecordCountsAsVerified) {
+    auto* const record = bytesOf(1);
+    Slate::Store::Operation const operation{*store};
+    EXPECT_EQ(get(*store, 1), 10);
+    EXPECT_EQ(get(*store, 2), 20);
+    damage(record);
+    EXPECT_TRUE(raises(1));
+}
+
+TEST_P(Operation, WithoutOneEveryReadVerifies) {
+    auto* const record = bytesOf(1);
+    EXPECT_EQ(get(*store, 1), 10);
+    damage(record);
+    EXPECT_TRUE(raises(1));
+}
+
+// A slot that comes back holds another record, under another state word.
+TEST_P(Operation, ARecordInTheSlotOfTheOneVerifiedIsVerifiedAnew) {
+    Slate::Store::Operation const operation{*store};
+    auto* const verified = bytesOf(1);
+    for (std::uint32_t value = 0; value < 1'000; ++value) {
+        put(*store, 1, value);
+        Record const record = recordOf(1, value);
+        if (std::memcmp(verified, &record, sizeof record) == 0) {
+            damage(verified);
+            EXPECT_TRUE(raises(1));
+            return;
+        }
+    }
+    FAIL() << "the slot never came back";
+}
+
+TEST_P(Operation, ANestedOneLeavesNothingVerifiedBehind) {
+    auto* const record = bytesOf(1);
+    Slate::Store::Operation const outer{*store};
+    {
+        Slate::Store::Operation const inner{*store};
+        EXPECT_EQ(get(*store, 1), 10);
+    }
+    damage(record);
+    EXPECT_TRUE(raises(1));
+}
+
+INSTANTIATE_TEST_SUITE_P(BothOrders, Operation, testing::Values(Order::keyMix, Order::version),
+                         [](auto const& instance) {
+                             return instance.param == Order::keyMix ? "keyMix" : "version";
+                         });
+
+} // namespace
