@@ -185,6 +185,16 @@ def markdown_table(rows):
     return "\n".join(lines)
 
 
+def limits_list(rows):
+    """What each missed row is missed by, and why."""
+    lines = []
+    for row in rows:
+        if row.missed:
+            why = row.spec.get("limit", "Not looked into yet.")
+            lines.append(f"- *{row.what}*: {row.cells()[1]}, {row.bound}. {why}")
+    return "\n".join(lines) or "Nothing: every bound is met."
+
+
 def costs_table(measured):
     lines = ["| Benchmark | Median | Repetitions |", "|---|---|---|"]
     for name in sorted(measured.costs):
@@ -232,6 +242,7 @@ def write_document(rows, measured, plots, took, load):
         "took": f"{took:.0f} s",
         "summary": f"{sum(row.verdict == 'met' for row in rows)} bounds met, {len(missed)} missed.",
         "table": markdown_table(rows),
+        "limits": limits_list(rows),
         "plots": pictures,
         "costs": costs_table(measured),
     }
