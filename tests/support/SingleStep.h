@@ -8,6 +8,7 @@
 #include <cstring>
 #include <functional>
 #include <sys/ptrace.h>
+#include <sys/user.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -22,10 +23,12 @@ namespace testing_support {
 
 class SteppedChild {
   public:
-    // Stands at the start of `work`.
-    explicit SteppedChild(std::function<void()> const& work) {
+    // Stands at the start of `work`. What the child is to do before isn't stepped.
+    explicit SteppedChild(
+        std::function<void()> const& work, std::function<void()> const& before = [] {}) {
         pid_ = ::fork();
         if (pid_ == 0) {
+            before();
             ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
             ::raise(SIGSTOP);
             work();
@@ -49,14 +52,38 @@ class SteppedChild {
     // One instruction. False when the child has ended.
     bool step() { return go(PTRACE_SINGLESTEP); }
 
+    // To where the next system call begins or ends. False when the child has ended.
+    bool stepToSystemCall() { return go(PTRACE_SYSCALL); }
+
+    // Whether the next instruction is a system call.
+    bool atSystemCall() const {
+#if defined(__x86_64__) || defined(__i386__)
+        user_regs_struct registers{};
+        ::ptrace(PTRACE_GETREGS, pid_, nullptr, &registers);
+#ifdef __x86_64__
+        auto const at = registers.rip;
+#else
+        auto const at = registers.eip;
+#endif
+        auto const word = ::ptrace(PTRACE_PEEKTEXT, pid_, at, nullptr) & 0xffff;
+        return word == 0x050f || word == 0x80cd || word == 0x340f;
+#else
+#error "how does a system call look here?"
+#endif
+    }
+
     // To the end, without another stop.
     void finish() {
         while (go(PTRACE_CONT)) {
         }
     }
 
-    std::uint64_t steps() const { return steps_; }
-    int status() const { return status_; } // of the end; -1 when a signal ended it
+    std::uint64_t steps() const {
+        return steps_;
+    }
+    int status() const {
+        return status_;
+    } // of the end; -1 when a signal ended it
 
   private:
     bool go(decltype(PTRACE_CONT) how) {
@@ -66,10 +93,14 @@ class SteppedChild {
         EXPECT_EQ(::ptrace(how, pid_, nullptr, nullptr), 0) << std::strerror(errno);
         int status = 0;
         EXPECT_EQ(::waitpid(pid_, &status, 0), pid_);
-        if (WIFSTOPPED(status)) {
-            EXPECT_EQ(WSTOPSIG(status), SIGTRAP);
+        if (WIFSTOPPED(status) && WSTOPSIG(status) == SIGTRAP) {
             ++steps_;
             return true;
+        }
+        if (WIFSTOPPED(status)) {
+            ADD_FAILURE() << "the child has met signal " << WSTOPSIG(status);
+            ::kill(pid_, SIGKILL);
+            ::waitpid(pid_, &status, 0);
         }
         ended_ = true;
         status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
