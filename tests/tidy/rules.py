@@ -189,6 +189,8 @@ def every_test_that_a_threat_names_exists(root):
     for path in files(root / "tests", SOURCE):
         known.update(re.findall(r"^TEST(?:_[FP])?\((\w+),\s*(\w+)\)", read(path), re.MULTILINE))
     made = [("Protocol", f"{path.stem}Holds") for path in (root / "platform").rglob("*.pml")]
+    targets = (root / "tests/fuzz").glob("*Target.cpp")
+    made += [("Fuzz", f"{path.stem.removesuffix('Target')}BearsItsCorpus") for path in targets]
     made.append(("Tidy", "EveryTestThatAThreatNamesExists"))
     for suite, name in re.findall(r"`(\w+)\.([A-Z]\w+)`", read(page)):
         if (suite, name) not in known.union(made):
