@@ -36,6 +36,9 @@ class ControlClient {
         return sent < 0 ? 0 : static_cast<std::size_t>(sent);
     }
 
+    // Sends nothing more, and goes on listening.
+    void endSending() const { ::shutdown(socket_, SHUT_WR); }
+
     // Nothing when the agent has closed the connection or time has passed.
     std::optional<std::string> line(int timeoutMs = 20000) {
         for (;;) {

@@ -3,6 +3,8 @@
 #include <nlohmann/json.hpp>
 
 #include <chrono>
+#include <filesystem>
+#include <iterator>
 #include <support/ControlClient.h>
 #include <support/Programs.h>
 #include <sys/stat.h>
@@ -14,6 +16,11 @@ using testing::HasSubstr;
 using testing_support::ControlClient;
 using testing_support::policyOf;
 using testing_support::Programs;
+
+long openFilesOf(pid_t pid) {
+    std::filesystem::directory_iterator const files{"/proc/" + std::to_string(pid) + "/fd"};
+    return std::distance(begin(files), end(files));
+}
 
 // An agent with ten rules in the logs and no hardware side.
 class Control : public testing::Test {
@@ -154,6 +161,45 @@ TEST_F(Control, SendsClientsBeyondTheLimitAwayWithASentence) {
     EXPECT_TRUE(testing_support::eventually([&] {
         return ControlClient{path()}.ask({{"request", "status"}}).is_object();
     }));
+}
+
+TEST_F(Control, OutlivesThousandsOfConnections) {
+    auto const before = openFilesOf(agent->pid());
+    std::string const half = "{\"request\":\"sta";
+    for (int burst = 0; burst < 20; ++burst) {
+        std::vector<std::unique_ptr<ControlClient>> clients;
+        for (int i = 0; i < 200; ++i) {
+            clients.push_back(std::make_unique<ControlClient>(path()));
+            ASSERT_TRUE(clients.back()->connected()) << burst << " " << i;
+            if (i % 3 == 0) {
+                clients.back()->send(half);
+            }
+        }
+    }
+    EXPECT_TRUE(testing_support::eventually([&] {
+        return ControlClient{path()}.ask({{"request", "status"}}).value("ok", false);
+    }));
+    EXPECT_TRUE(testing_support::eventually([&] { return openFilesOf(agent->pid()) == before; }))
+        << openFilesOf(agent->pid()) << " open files, " << before << " before";
+}
+
+TEST_F(Control, AnswersAClientThatHasEndedSendingAndThenLetsItGo) {
+    ControlClient client{path()};
+    client.send("{\"request\":\"status\",\"id\":1}\n{\"request\":");
+    client.endSending();
+    EXPECT_EQ(json::parse(client.line().value_or("null"))["id"], 1);
+    EXPECT_EQ(client.line(), std::nullopt);
+}
+
+TEST_F(Control, AnswersAClientThatSendsByteByByteAndOthersMeanwhile) {
+    ControlClient slow{path()};
+    ControlClient other{path()};
+    std::string const request = "{\"request\":\"status\",\"id\":9}\n";
+    for (char const byte : request) {
+        ASSERT_EQ(slow.send({byte}), 1U);
+        ASSERT_EQ(other.ask({{"request", "status"}})["ok"], true);
+    }
+    EXPECT_EQ(json::parse(slow.line().value_or("null"))["id"], 9);
 }
 
 // Clients that never read, never end a line, or ask without pause, while a large policy is written.
