@@ -2,6 +2,7 @@
 
     python3 compile.py headers BUILD    each header alone: it includes all that it needs
     python3 compile.py sources BUILD    the sources of the libraries: the second compiler takes them
+    python3 compile.py words32 BUILD    words32.cpp, as for a 32-bit process, by the first compiler
 
 BUILD is a build folder with compile_commands.json. Of the family that is written out from the pattern
 files, one member is compiled: the others are equal but for their names.
@@ -75,6 +76,12 @@ def headers(build):
     return {str(path): paired(everything) for path in wanted}
 
 
+def words32(build):
+    """Flags of the one source that asserts what a 32-bit process has."""
+    flags = next(f for source, f in libraries(build).items() if f"{MEMBER}SwTable.cpp" in source)
+    return {str(PROJECT / "tests/tidy/words32.cpp"): [*flags, "-m32"]}
+
+
 def is_pattern(path):
     """Whether a header is one that the family's are written out from."""
     return "Xxx" in path.name or "Xxx" in re.sub(r"//.*", "", path.read_text())
@@ -95,7 +102,10 @@ def paired(flags):
 
 def compile_one(item):
     source, flags = item
-    command = ["clang++", "-fsyntax-only", *flags, "-Werror", "-Wno-pragma-once-outside-header"]
+    if "-m32" in flags:
+        command = ["g++", "-fsyntax-only", *flags, "-Werror"]
+    else:
+        command = ["clang++", "-fsyntax-only", *flags, "-Werror", "-Wno-pragma-once-outside-header"]
     done = subprocess.run(
         [*command, "-x", "c++", source], capture_output=True, text=True, check=False
     )
@@ -103,7 +113,7 @@ def compile_one(item):
 
 
 def main(what, build):
-    choice = {"headers": headers, "sources": libraries}
+    choice = {"headers": headers, "sources": libraries, "words32": words32}
     wanted = choice[what](Path(build).resolve())
     if not wanted:
         sys.exit(f"compile.py: no {what} in {build}")
