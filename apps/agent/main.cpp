@@ -42,6 +42,7 @@ void parse(int argc, char** argv, Options& options) {
         ->required();
     app.add_option("--unit", options.units, "number of a chip unit, may be given again; default 0")
         ->expected(1)
+        ->check(CLI::Range(0, 65535))
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("--ring", options.ringFile,
                    "ring trace; default is agent.ring in the manager's folder");

@@ -20,14 +20,16 @@ std::string tooLong(std::size_t maxSize) {
 FileText::FileText(std::filesystem::path const& path, std::size_t maxSize) : maxSize_(maxSize) {
     file_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (file_ < 0) {
-        failure_ = fmt::format("cannot be opened: {}", std::strerror(errno));
+        failure_ =
+            fmt::format("cannot be opened: {}; expected a policy file that this user can read",
+                        std::strerror(errno));
         return;
     }
     struct stat info {};
     if (::fstat(file_, &info) != 0) {
         failure_ = fmt::format("cannot be examined: {}", std::strerror(errno));
     } else if (!S_ISREG(info.st_mode)) {
-        failure_ = "not a regular file";
+        failure_ = "not a regular file; expected a policy in JSON";
     } else if (static_cast<std::uintmax_t>(info.st_size) > maxSize) {
         failure_ = tooLong(maxSize);
     }

@@ -118,6 +118,12 @@ FileDescriptor openRoot(std::string const& path, Missing missing) {
         if (errno == ENOENT && missing == Missing::accept) {
             return FileDescriptor{};
         }
+        if (errno == ENOENT) {
+            throw MountException{fmt::format(
+                "{}: there is no such folder; make it, or choose another one for shared "
+                "memory",
+                parentPath)};
+        }
         fail(parentPath, "the folder for shared memory can't be opened");
     }
     return openOrMakeFolder(parent.get(), path.substr(slash + 1), path, missing);

@@ -5,6 +5,7 @@
 #include <string>
 #include <support/Environment.h>
 #include <support/TemporaryRoot.h>
+#include <typeinfo>
 #include <vector>
 
 namespace LoamSystemAcl::entry_log_test {
@@ -46,7 +47,8 @@ TEST_F(Reconcile, AnInactiveUnitGetsATableThatIsEmptiedAndStays) {
     EXPECT_TRUE(trace.has(2, " Clearing entries for table: Ipv4SystemPolicyTcamEntry, unitId: 7"));
     auto const table = intf->makeSwTable(7, nullptr, false);
     EXPECT_EQ(table->entrys(), 0U) << "a late client finds it empty";
-    EXPECT_NE(table->swTableHelper(), nullptr);
+    auto const& helper = *table->swTableHelper();
+    EXPECT_EQ(typeid(helper), typeid(Family::SwTableHelperBase));
     EXPECT_EQ(table->status(), intf->swTableStatus());
     EXPECT_EQ(agent.group()->sweepableSwTables().size(), 1U);
     EXPECT_FALSE(table->inMarkingState());

@@ -54,7 +54,12 @@ int main(int argc, char** argv) {
         ->capture_default_str();
     app.add_option("-o,--output", file, "file to write; - is standard output")
         ->capture_default_str();
-    CLI11_PARSE(app, argc, argv);
+    app.footer("Exit status: 0 written; 1 the file cannot be written; 2 command line.");
+    try {
+        app.parse(argc, argv);
+    } catch (CLI::ParseError const& error) {
+        return app.exit(error) == 0 ? 0 : 2;
+    }
 
     for (std::string const& type : types) {
         options.kinds.push_back(*generatorKind(type));

@@ -290,15 +290,17 @@ TEST(PolicyLoad, NamesTheFileThatCannotBeOpened) {
     auto const loaded = Policy::load("/nonexistent/policy.json");
     auto const* error = std::get_if<PolicyError>(&loaded);
     ASSERT_NE(error, nullptr);
-    EXPECT_EQ(error->text(),
-              "/nonexistent/policy.json: cannot be opened: No such file or directory");
+    EXPECT_EQ(
+        error->text(),
+        "/nonexistent/policy.json: cannot be opened: No such file or directory; expected a policy "
+        "file that this user can read");
 }
 
 TEST(PolicyLoad, RefusesWhatIsNoRegularFile) {
     auto const loaded = Policy::load("/tmp");
     auto const* error = std::get_if<PolicyError>(&loaded);
     ASSERT_NE(error, nullptr);
-    EXPECT_EQ(error->reason, "not a regular file");
+    EXPECT_EQ(error->reason, "not a regular file; expected a policy in JSON");
 }
 
 TEST(PolicyLoad, RefusesAFileThatIsTooLongWithoutReadingIt) {
