@@ -87,6 +87,11 @@ def find(name):
     return _loam.python_class(_loam.find_class(name))
 
 
+def python_name(name):
+    """How Python calls the class of that name, in loam.types."""
+    return name.replace("::", "_")
+
+
 def classes():
     """The names of all classes, in the order in which their modules were announced."""
     return [described.name for described in _loam.all_classes()]

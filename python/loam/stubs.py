@@ -6,7 +6,7 @@
 import sys
 
 from . import _loam
-from .types import python_name
+from ._classes import python_name
 
 HEADER = '''"""Every class of the library with its attributes and operations. Written by loam.stubs."""
 
@@ -28,7 +28,7 @@ TAKEN = {
     OPTIONAL: "Any",
     LIST: "list[Any]",
     POINTER: "Object | None",
-    HANDLER: "Callable[[Object], object] | None",
+    HANDLER: "Callable[[Any], object] | None",
 }
 GIVEN = {
     NOTHING: "None",
@@ -53,7 +53,7 @@ class Writer:
         if attribute.value_kind == POINTER:
             name = attribute.type
             known = next((each for each in self.names if each == name or each.endswith(f"::{name}")), None)
-            return f"{python_name(known)} | None" if known else "Object | None"
+            return f"{python_name(known)} | None" if known else "Any"
         return GIVEN[attribute.value_kind]
 
     def doc(self, text):

@@ -6,11 +6,7 @@ A class within another has an underscore for the colons between their names. The
 say what each has.
 """
 
-from ._classes import classes, find
-
-
-def python_name(name):
-    return name.replace("::", "_")
+from ._classes import classes, find, python_name
 
 
 def __getattr__(name):

@@ -34,6 +34,35 @@ def test_the_stubs_have_every_attribute_of_every_class():
         assert declared == {key for key in vars(cls) if not key.startswith("_")}
 
 
+def test_a_type_checker_takes_the_stubs_and_finds_what_is_wrong(tmp_path):
+    script = tmp_path / "script.py"
+    script.write_text(
+        f"""
+from loam.types import {ENTRY}SwTable as Table
+
+def right(table: Table) -> bool:
+    handle = table.entryWrite(1, (1, b""), None, lambda handle: print(handle.entryState))
+    table.inMarkingState = True
+    return table.entryHas(1) and handle is not None
+
+def wrong(table: Table) -> int:
+    table.entryWright(1)
+    table.entryHas([1])
+    table.tableId = table.tableId
+    return table.entryRead(1)
+"""
+    )
+    package = pathlib.Path(loam.__file__).parent.parent
+    checked = subprocess.run(
+        ["/usr/bin/mypy", "--cache-dir", tmp_path / "cache", "-p", "loam", "-m", "script"],
+        capture_output=True, text=True, timeout=120, check=False, cwd=tmp_path,
+        env={"MYPYPATH": f"{package}:{tmp_path}", "PATH": "/usr/bin:/bin"},
+    )
+    assert [line.split(":")[:2] for line in checked.stdout.splitlines()[:-1]] == [
+        ["script.py", str(number)] for number in (10, 11, 12, 13)
+    ], checked.stdout + checked.stderr
+
+
 def test_types_are_found_at_run_time():
     from loam import types
 
