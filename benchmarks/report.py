@@ -29,7 +29,12 @@ import plot
 HERE = Path(__file__).resolve().parent
 PROJECT = HERE.parent
 # Program, repetitions, least time of a repetition in seconds.
-PROGRAMS = [("LoamBench", 7, 0.05), ("HardwareBench", 7, 0.1), ("RestartBench", 5, 0.1)]
+PROGRAMS = [
+    ("LoamBench", 7, 0.05),
+    ("HardwareBench", 7, 0.1),
+    ("PythonBench", 7, 0.1),
+    ("RestartBench", 5, 0.1),
+]
 
 
 class Measured:
