@@ -55,6 +55,7 @@ void attributeFlagDirect(benchmark::State& state) {
     for (auto _ : state) {
         benchmark::DoNotOptimize(opaque(flagOf, table));
     }
+    state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(attributeFlagDirect);
 
@@ -64,6 +65,7 @@ void attributeFlagByNumber(benchmark::State& state) {
     for (auto _ : state) {
         benchmark::DoNotOptimize(byNumber<bool>(inspect, table, 800));
     }
+    state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(attributeFlagByNumber);
 
@@ -72,6 +74,7 @@ void attributeFlagByName(benchmark::State& state) {
     for (auto _ : state) {
         benchmark::DoNotOptimize(table.get("inMarkingState"));
     }
+    state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(attributeFlagByName);
 
@@ -80,6 +83,7 @@ void attributePointerDirect(benchmark::State& state) {
     for (auto _ : state) {
         benchmark::DoNotOptimize(opaque(logOf, table));
     }
+    state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(attributePointerDirect);
 
@@ -89,6 +93,7 @@ void attributePointerByNumber(benchmark::State& state) {
     for (auto _ : state) {
         benchmark::DoNotOptimize(byNumber<Ombra::Ptr<Family::EntryLog>>(inspect, table, 787));
     }
+    state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(attributePointerByNumber);
 
@@ -97,6 +102,7 @@ void attributePointerByName(benchmark::State& state) {
     for (auto _ : state) {
         benchmark::DoNotOptimize(table.get("entryLog"));
     }
+    state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(attributePointerByName);
 
@@ -106,6 +112,7 @@ void attributeOfKeyDirect(benchmark::State& state) {
     for (auto _ : state) {
         benchmark::DoNotOptimize(table.transientVersionForKey(key));
     }
+    state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(attributeOfKeyDirect);
 
@@ -116,6 +123,7 @@ void attributeOfKeyByNumber(benchmark::State& state) {
     for (auto _ : state) {
         benchmark::DoNotOptimize(byNumber<Asic::EntryVersion>(inspect, table, 773, &key));
     }
+    state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(attributeOfKeyByNumber);
 
@@ -126,6 +134,7 @@ void attributeOfKeyByName(benchmark::State& state) {
     for (auto _ : state) {
         benchmark::DoNotOptimize(table.get("transientVersionForKey", key));
     }
+    state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(attributeOfKeyByName);
 
@@ -136,6 +145,7 @@ void entryReadByName(benchmark::State& state) {
     for (auto _ : state) {
         benchmark::DoNotOptimize(table.call("entryRead", arguments));
     }
+    state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(entryReadByName);
 
@@ -145,6 +155,7 @@ void entryReadDirect(benchmark::State& state) {
     for (auto _ : state) {
         benchmark::DoNotOptimize(table.entryRead(key));
     }
+    state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(entryReadDirect);
 
