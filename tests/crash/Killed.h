@@ -18,7 +18,7 @@
 //     of a death at this instruction, undamaged, and be able to go on;
 //   - that second agent is stopped at each system call of its start, and may die there.
 //
-// A start is some ten million instructions, most of which go through lists of free slots.
+// A start is some five million instructions, most of which go through lists of free slots.
 namespace crash_test {
 
 // One item of shared memory becomes something else, or goes.
