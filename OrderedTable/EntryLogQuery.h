@@ -25,6 +25,7 @@ bool EntryLogAccessor<E>::entryHas(Key const& key, UnitId unitId) const {
     ZET_TRACE(_defaultTraceHandle(), 8, className(), " key: {} unitId:{}", key, unitId);
     auto const configSlate = entryLog_->tableConfigSlate(unitId);
     auto& entries = configSlate->swTableEntries();
+    OrderedTable::ReadOnce const once{entries};
     return OrderedTable::recordHas(entries, key) &&
            !OrderedTable::recordOf(entries, key).inDeletion();
 }

@@ -40,11 +40,16 @@ template <typename E>
 void EntryLogAccessor<E>::removeLogRecord(LogVersion version) {
     auto& log = *entryLog_->tableEntryLog();
     auto& changes = log.entryLogConfig();
-    if (OrderedTable::recordHas(changes, version)) {
-        LogSlateEntry const change = OrderedTable::recordOf(changes, version);
-        log.entryLogConfigDel(version);
-        applyTrimmed(change);
+    LogSlateEntry change;
+    {
+        OrderedTable::ReadOnce const once{changes};
+        if (!OrderedTable::recordHas(changes, version)) {
+            return;
+        }
+        change = OrderedTable::recordOf(changes, version);
     }
+    log.entryLogConfigDel(version);
+    applyTrimmed(change);
 }
 
 // A record belongs to the delete whose version it bears; one that was written or deleted again

@@ -90,6 +90,7 @@ LogVersion EntryLogAccessor<E>::entryDel(Key const& key, NeededPtr const& needed
               neededEntry, unitId);
     auto const configSlate = entryLog_->tableConfigSlate(unitId);
     auto& entries = configSlate->swTableEntries();
+    OrderedTable::ReadOnce const once{entries};
     if (!OrderedTable::recordHas(entries, key)) {
         ZET_TRACE(_defaultTraceHandle(), 3, className(),
                   " key: {} entry does not exist. So ignoring delete", key);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <OrderedTable/OrderedSwTableAccessor.h>
+#include <OrderedTable/SlateRead.h>
 #include <Zet/System.h>
 
 #include <typeinfo>
@@ -140,13 +141,16 @@ void OrderedSwTableAccessor<T>::commitWrite(Commit const& commit) {
     commit.wrapper->finalizeOnSuccess(swTable, false);
     commit.dropTransientIfCurrent(true);
     auto const neededEntry = swTable_->getNeededEntrySet(commit.wrapper);
-    static_cast<void>(swTable_->entryFromConfig(commit.wrapper->key()));
-    commit.addDependencyTo(*neededEntry);
-
     auto const& entryLog = swTable_->entryLog();
-    LogVersion const logVersion = entryLog->entryIs(
-        commit.wrapper->logEntry(), commit.wrapper->rsrcKeys(), neededEntry, swTable_->unitId(),
-        swTable_->stats(), flagHas(commit.flags, EntryFlags::flagSuppressIdenticalWrites));
+    LogVersion const logVersion = [&] {
+        auto const configSlate = entryLog->tableConfigSlate(swTable_->unitId());
+        OrderedTable::ReadOnce const once{configSlate->swTableEntries()};
+        static_cast<void>(swTable_->entryFromConfig(commit.wrapper->key()));
+        commit.addDependencyTo(*neededEntry);
+        return entryLog->entryIs(commit.wrapper->logEntry(), commit.wrapper->rsrcKeys(),
+                                 neededEntry, swTable_->unitId(), swTable_->stats(),
+                                 flagHas(commit.flags, EntryFlags::flagSuppressIdenticalWrites));
+    }();
     commit.entryHandle->logVersionIs(logVersion);
     if (entryLog->logCleanedVersion() < logVersion) {
         commit.entryHandle->entryStateIs(SwTableBase::EntryState::entryInLog);

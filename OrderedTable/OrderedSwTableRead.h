@@ -27,6 +27,8 @@ Entry OrderedSwTableAccessor<T>::entryReadGeneric(Key const& key) const {
         return Entry{};
     }
     auto const entryLog = swTable_->entryLog();
+    auto const configSlate = entryLog->tableConfigSlate(swTable_->unitId());
+    OrderedTable::ReadOnce const once{configSlate->swTableEntries()};
     if (entryLog->entryHas(key, swTable_->unitId())) {
         return swTable_->entryFromConfig(key);
     }

@@ -5,6 +5,7 @@
 #include <Ombra/String.h>
 #include <Slate/IterHint.h>
 #include <Slate/SlateMapBase.h>
+#include <Slate/Store.h>
 
 #include <optional>
 
@@ -12,6 +13,24 @@
 // agent but turns the damaged read into an empty one. The record is copied out at once; no
 // reference into the map outlives the read.
 namespace OrderedTable {
+
+// Held while one operation reads a record more than once: the store then verifies it at the first
+// read only (Slate::Store::Operation).
+template <typename Map>
+class ReadOnce {
+  public:
+    explicit ReadOnce(Map& map) : operation_{map.store()} {}
+
+  private:
+    Slate::Store::Operation operation_;
+};
+
+// What is not in a store has nothing to verify.
+template <typename Map>
+requires(!requires(Map & map) { map.store(); }) class ReadOnce<Map> {
+  public:
+    explicit ReadOnce(Map&) noexcept {}
+};
 
 // The record of `key`, or the type's default record when it is absent or damaged.
 template <typename Map, typename Key>
