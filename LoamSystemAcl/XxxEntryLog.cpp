@@ -54,19 +54,26 @@ Ombra::TypeData XxxEntryLog::typeData() const {
 }
 
 Ombra::Ptr<XxxConfigSlate> XxxEntryLog::tableConfigSlate(Asic::UnitId unitId) const {
-    return ConfigSlateAttr::get(tableConfigSlate_, unitId);
+    auto& asked = asked_[unitId % asked_.size()];
+    if (asked.configSlate == nullptr || asked.unitId != unitId) {
+        asked = {unitId, ConfigSlateAttr::get(tableConfigSlate_, unitId).get()};
+    }
+    return Ombra::Ptr<XxxConfigSlate>{asked.configSlate};
 }
 
 void XxxEntryLog::tableConfigSlateIs(Asic::UnitId unitId,
                                      Ombra::Ptr<XxxConfigSlate> const& configSlate) {
+    asked_ = {};
     ConfigSlateAttr::is(tableConfigSlate_, unitId, configSlate);
 }
 
 Ombra::Ptr<XxxConfigSlate> XxxEntryLog::tableConfigSlateDel(Asic::UnitId unitId) {
+    asked_ = {};
     return ConfigSlateAttr::del(tableConfigSlate_, unitId);
 }
 
 void XxxEntryLog::tableConfigSlateDelAll() {
+    asked_ = {};
     ConfigSlateAttr::delAll(tableConfigSlate_);
 }
 

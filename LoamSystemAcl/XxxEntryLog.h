@@ -10,6 +10,8 @@
 #include <Zet/HashMap2018.h>
 #include <Zet/Tracked.h>
 
+#include <array>
+
 // The durable memory of the table Xxx: one per agent, for all chip units.
 //
 // It owns the change log of the table and the configuration table of each unit, both in shared
@@ -95,6 +97,14 @@ class LOAM_EXPORT XxxEntryLog final : public Zet::Tracked<XxxEntryLog, Asic::Ent
 
     Ombra::Ptr<XxxEntryLogSlate> tableEntryLog_;
     TableConfigSlate tableConfigSlate_;
+
+    // What was asked for last, by the low bits of the unit, since an operation asks several times
+    // and operations of some units take turns. Held by the collection.
+    struct Asked {
+        Asic::UnitId unitId = 0;
+        XxxConfigSlate* configSlate = nullptr;
+    };
+    mutable std::array<Asked, 16> asked_;
 };
 
 LOAM_EXPORT Ombra::Ptr<XxxEntryLog>
