@@ -237,6 +237,7 @@ bool XxxSwTable::transientAddEntryHas(XxxEntryKey const& key) const {
 }
 
 void XxxSwTable::transientAddEntryIs(Ombra::Ptr<XxxEntryWrapper> const& wrapper) {
+    swTableSet()->mayBePending();
     AddAttr::is(transientAddEntry_, publisherRef(), Field::transientAddEntry, &xxxSwTableModule,
                 wrapper);
 }
@@ -258,6 +259,7 @@ bool XxxSwTable::transientRemoveEntryHas(XxxEntryKey const& key) const {
 }
 
 void XxxSwTable::transientRemoveEntryIs(Ombra::Ptr<XxxEntryWrapper> const& wrapper) {
+    swTableSet()->mayBePending();
     RemoveAttr::is(transientRemoveEntry_, publisherRef(), Field::transientRemoveEntry,
                    &xxxSwTableModule, wrapper);
 }
@@ -299,6 +301,7 @@ void XxxSwTable::transientVersionForKeyDelAll() {
 
 void XxxSwTable::transientRemoveAllVersionIs(Asic::MajorVersion version) {
     if (version != transientRemoveAllVersion_) {
+        swTableSet()->mayBePending();
         auto const former = std::exchange(transientRemoveAllVersion_, version);
         publisherRef().publishChange(Field::transientRemoveAllVersion, &former);
     }

@@ -121,7 +121,7 @@ void OrderedSwTableAccessor<T>::tableStatusVersion(LogVersion version) {
         entryHandle->entryStateIs(SwTableBase::EntryState::entryApplied);
         respond(entryHandle);
     }
-    swTable_->swTableSet()->maybeUpdatePendingHwWrites();
+    swTable_->swTableSet()->maybeUpdatePendingHwWritesOf(*swTable_);
 }
 
 } // namespace Asic

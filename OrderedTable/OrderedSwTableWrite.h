@@ -40,7 +40,7 @@ auto OrderedSwTableAccessor<T>::newHandle(EntryVersion const& version,
 template <typename T>
 void OrderedSwTableAccessor<T>::noteQueued() {
     swTable_->groupResolver()->maybeUpdateSuspend();
-    swTable_->swTableSet()->maybeUpdatePendingHwWrites();
+    swTable_->swTableSet()->maybeUpdatePendingHwWritesOf(*swTable_);
 }
 
 // 1 version, 2 mark, 3 handle, 4 wrapper under the key given (also when the entry bears another),

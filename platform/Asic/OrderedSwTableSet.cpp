@@ -21,6 +21,7 @@ bool OrderedSwTableSet::swTableHas(UnitId unitId) const {
 
 void OrderedSwTableSet::swTableIs(Ombra::Ptr<OrderedSwTable> const& swTable) {
     lastPending_ = nullptr;
+    nonePending_ = false;
     SwTableAttr::is(swTables_, swTable->unitId(), swTable);
 }
 
@@ -28,7 +29,25 @@ void OrderedSwTableSet::maybeUpdatePendingHwWrites() {
     swTableStatus_->pendingHwWritesIs(anyPendingHwWrites());
 }
 
+// A table that was replaced in the set may live on with a client; it has no say here.
+void OrderedSwTableSet::maybeUpdatePendingHwWritesOf(OrderedSwTable const& changed) {
+    bool const asked = &changed == lastPending_ || isMember(changed);
+    if (asked && changed.hasPendingHwWrites()) {
+        lastPending_ = &changed;
+        nonePending_ = false;
+        swTableStatus_->pendingHwWritesIs(true);
+    } else {
+        swTableStatus_->pendingHwWritesIs(!(asked && nonePending_) && anyPendingHwWrites());
+    }
+}
+
+bool OrderedSwTableSet::isMember(OrderedSwTable const& table) const {
+    auto const* const node = swTables_[table.unitId()];
+    return node != nullptr && node->value().get() == &table;
+}
+
 bool OrderedSwTableSet::anyPendingHwWrites() {
+    nonePending_ = false;
     if (lastPending_ != nullptr && lastPending_->hasPendingHwWrites()) {
         return true;
     }
@@ -39,6 +58,7 @@ bool OrderedSwTableSet::anyPendingHwWrites() {
         }
     }
     lastPending_ = nullptr;
+    nonePending_ = true;
     return false;
 }
 

@@ -37,16 +37,26 @@ class LOAM_EXPORT OrderedSwTableSet : public Zet::Tracked<OrderedSwTableSet, Omb
     // yes last is asked first, so that a busy set costs one question however many units it has.
     void maybeUpdatePendingHwWrites();
 
+    // The same for a table that has changed: it is asked first, and the others only when one of
+    // them may have something pending, so that an acknowledgement of many units doesn't ask each of
+    // them each time. The tables of a set share their log, so `changed` answers for that.
+    void maybeUpdatePendingHwWritesOf(OrderedSwTable const& changed);
+
+    // What a table calls before it parks an operation.
+    void mayBePending() noexcept { nonePending_ = false; }
+
     // Tells every unit's table how far the hardware side has come.
     void tableStatusVersion(LogVersion version);
 
   private:
     bool anyPendingHwWrites();
+    bool isMember(OrderedSwTable const& table) const;
 
     SwTableId tableId_;
     Ombra::Ptr<OrderedSwTableStatus> swTableStatus_;
     SwTables swTables_;
     OrderedSwTable const* lastPending_ = nullptr;
+    bool nonePending_ = false; // all were asked, and none has parked an operation since
 };
 
 } // namespace Asic

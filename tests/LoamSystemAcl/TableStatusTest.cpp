@@ -43,6 +43,37 @@ TEST(HasPendingHwWrites, StaysTrueUntilTheStatusHasReportedTheTablesVersion) {
     EXPECT_FALSE(t.table->hasPendingHwWrites());
 }
 
+// Whatever parks something in a unit's table, and whosever acknowledgement comes next.
+TEST(HasPendingHwWrites, OfOneUnitShowsAtTheAcknowledgementOfAnother) {
+    EntryPath t;
+    auto const other = t.agent.makeSwTable<EntryPath::Family>(3);
+    auto const wrapper = Ombra::ptrIs<EntryPath::Wrapper>(
+        EntryPath::entryOf(9, 1),
+        EntryPath::SwTable::entryHandleFactory(EntryVersion::first(), Key{9}, other.get()));
+    auto const shows = [&](bool pending) {
+        t.table->tableStatusVersion(t.table->entryLog()->tableVersion());
+        EXPECT_EQ(t.table->status()->pendingHwWrites(), pending);
+    };
+    shows(false);
+    other->transientAddEntryIs(wrapper);
+    shows(true);
+    other->transientAddEntryDel(Key{9});
+    shows(false);
+    other->transientRemoveEntryIs(wrapper);
+    shows(true);
+    other->transientRemoveEntryDel(Key{9});
+    shows(false);
+    other->transientRemoveAllVersionIs(MajorVersion{0});
+    shows(true);
+    other->transientRemoveAllVersionIs(MajorVersion{});
+    shows(false);
+    other->entryWrite(Key{9}, EntryPath::entryOf(9, 1), nullptr);
+    t.commitAll();
+    t.table->tableStatusVersion(0); // the log is the table's, and lags for every unit
+    EXPECT_TRUE(t.table->status()->pendingHwWrites());
+    shows(false);
+}
+
 TEST(HasPendingHwWrites, TracesTableUnitAndAnswer) {
     EntryPath t;
     for (bool const pending : {false, true}) {

@@ -82,6 +82,52 @@ TEST_F(SwTableSet, ATableThatWasReplacedIsNotAskedAnyMore) {
     EXPECT_EQ(former->questions, questions);
 }
 
+TEST_F(SwTableSet, WhenNothingWasPendingOnlyTheTableThatChangedIsAsked) {
+    auto const first = tableOf(1);
+    auto const second = tableOf(2);
+    set->maybeUpdatePendingHwWrites();
+    first->questions = second->questions = 0;
+    set->maybeUpdatePendingHwWritesOf(*first);
+    EXPECT_FALSE(status->pendingHwWrites());
+    EXPECT_EQ(first->questions, 1U);
+    EXPECT_EQ(second->questions, 0U);
+}
+
+TEST_F(SwTableSet, ATableThatParksAnOperationIsSeenAtAnyonesChange) {
+    auto const first = tableOf(1);
+    auto const second = tableOf(2);
+    set->maybeUpdatePendingHwWrites();
+    set->mayBePending();
+    second->pending = true;
+    set->maybeUpdatePendingHwWritesOf(*first);
+    EXPECT_TRUE(status->pendingHwWrites());
+    second->pending = false;
+    set->maybeUpdatePendingHwWritesOf(*first);
+    EXPECT_FALSE(status->pendingHwWrites());
+}
+
+TEST_F(SwTableSet, WhileSomethingIsPendingAllAreAskedBeforeTheStatusFalls) {
+    auto const first = tableOf(1);
+    auto const second = tableOf(2);
+    first->pending = true;
+    set->maybeUpdatePendingHwWritesOf(*first);
+    EXPECT_TRUE(status->pendingHwWrites());
+    second->pending = true;
+    first->pending = false;
+    set->maybeUpdatePendingHwWritesOf(*first);
+    EXPECT_TRUE(status->pendingHwWrites());
+}
+
+TEST_F(SwTableSet, ATableThatWasReplacedHasNoSayWhenItChanges) {
+    auto const former = tableOf(1);
+    tableOf(1);
+    set->maybeUpdatePendingHwWrites();
+    former->pending = true;
+    set->maybeUpdatePendingHwWritesOf(*former);
+    EXPECT_FALSE(status->pendingHwWrites());
+    EXPECT_EQ(former->questions, 0U);
+}
+
 TEST_F(SwTableSet, TellsEveryUnitHowFarTheHardwareHasCome) {
     auto const first = tableOf(1);
     auto const second = tableOf(2);
