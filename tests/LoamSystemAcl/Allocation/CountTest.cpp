@@ -1,38 +1,12 @@
+#include <LoamSystemAcl/Allocation/NewCalls.h>
 #include <LoamSystemAcl/WritePath.h>
 #include <Ombra/MemTrack.h>
 
-#include <atomic>
-#include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <new>
 #include <utility>
 
 // How often memory is asked for, from wherever in the program: objects and arrays that the trackers
-// count, and the language's own `new`, which no operation below calls. A program of its own, since
-// it replaces that.
-namespace {
-
-std::atomic<std::uint64_t> newCalls = 0;
-
-} // namespace
-
-void* operator new(std::size_t sizeBytes) {
-    ++newCalls;
-    if (void* const memory = std::malloc(sizeBytes)) {
-        return memory;
-    }
-    throw std::bad_alloc{};
-}
-
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-
-void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-
+// count, and the language's own `new`, which no operation below calls.
 namespace LoamSystemAcl {
 namespace {
 
@@ -63,9 +37,9 @@ std::uint64_t objectsSoFar() {
 template <typename Work>
 Asked askedBy(Work const& work) {
     auto const objects = objectsSoFar();
-    auto const news = newCalls.load();
+    auto const news = newCalls();
     work();
-    auto const newsMade = newCalls.load() - news; // before the trackers are asked, who make a list
+    auto const newsMade = newCalls() - news; // before the trackers are asked, who make a list
     return {objectsSoFar() - objects, newsMade};
 }
 
