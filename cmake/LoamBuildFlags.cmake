@@ -24,7 +24,7 @@ target_compile_options(
               -fno-omit-frame-pointer)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     # At -O3, gcc 12 warns of `"text" + std::string{}` in the standard library itself (its bug 105651).
-    target_compile_options(loam_build_flags INTERFACE -Wno-restrict)
+    target_compile_options(loam_build_flags INTERFACE $<$<CONFIG:Release>:-Wno-restrict>)
 endif()
 if(LOAM_SANITIZE)
     # With its null checks, the compiler takes no comparison of two addresses for constant, and the
