@@ -26,7 +26,7 @@ void OrderedSwTableSet::swTableIs(Ombra::Ptr<OrderedSwTable> const& swTable) {
 }
 
 void OrderedSwTableSet::maybeUpdatePendingHwWrites() {
-    swTableStatus_->pendingHwWritesIs(anyPendingHwWrites());
+    swTableStatus_->pendingHwWritesIs(anyPendingHwWrites(nullptr));
 }
 
 // A table that was replaced in the set may live on with a client; it has no say here.
@@ -37,7 +37,8 @@ void OrderedSwTableSet::maybeUpdatePendingHwWritesOf(OrderedSwTable const& chang
         nonePending_ = false;
         swTableStatus_->pendingHwWritesIs(true);
     } else {
-        swTableStatus_->pendingHwWritesIs(!(asked && nonePending_) && anyPendingHwWrites());
+        swTableStatus_->pendingHwWritesIs(!(asked && nonePending_) &&
+                                          anyPendingHwWrites(asked ? &changed : nullptr));
     }
 }
 
@@ -46,14 +47,15 @@ bool OrderedSwTableSet::isMember(OrderedSwTable const& table) const {
     return node != nullptr && node->value().get() == &table;
 }
 
-bool OrderedSwTableSet::anyPendingHwWrites() {
+bool OrderedSwTableSet::anyPendingHwWrites(OrderedSwTable const* saidNo) {
     nonePending_ = false;
-    if (lastPending_ != nullptr && lastPending_->hasPendingHwWrites()) {
+    if (lastPending_ != nullptr && lastPending_ != saidNo && lastPending_->hasPendingHwWrites()) {
         return true;
     }
     for (SwTables::IteratorConst i{swTables_}; i; ++i) {
-        if (i->value().get() != lastPending_ && i->value()->hasPendingHwWrites()) {
-            lastPending_ = i->value().get();
+        auto const* const table = i->value().get();
+        if (table != lastPending_ && table != saidNo && table->hasPendingHwWrites()) {
+            lastPending_ = table;
             return true;
         }
     }

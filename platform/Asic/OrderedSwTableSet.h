@@ -49,7 +49,7 @@ class LOAM_EXPORT OrderedSwTableSet : public Zet::Tracked<OrderedSwTableSet, Omb
     void tableStatusVersion(LogVersion version);
 
   private:
-    bool anyPendingHwWrites();
+    bool anyPendingHwWrites(OrderedSwTable const* saidNo); // who was asked already, or nobody
     bool isMember(OrderedSwTable const& table) const;
 
     SwTableId tableId_;
