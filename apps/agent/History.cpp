@@ -51,10 +51,12 @@ History::since(std::size_t table, std::uint64_t Sample::*counter, std::uint64_t 
         return std::nullopt;
     }
     auto const found = std::ranges::lower_bound(samples_[table], reached, {}, counter);
-    if (found == samples_[table].end()) {
-        return std::nullopt;
+    if (found != samples_[table].end()) {
+        return Clock::now() - found->time;
     }
-    return Clock::now() - found->time;
+    // Reached since the last sample, so just now; or not yet.
+    Sample const present{{}, enqueued(table), platform_.tables()[table]->loggedVersion()};
+    return present.*counter >= reached ? std::optional{Clock::duration::zero()} : std::nullopt;
 }
 
 std::optional<History::Clock::duration> History::sinceEnqueued(std::size_t table,
