@@ -91,6 +91,12 @@ class SmallFileSystem {
     std::string agent(std::string const& policyFile) const {
         return program("loam-agent", "--once --policy '" + policyFile + "'");
     }
+    // Waits for the hardware side, which looks for what a dead agent left behind once it has
+    // applied the rest.
+    std::string settled() const {
+        return "for i in $(seq 200); do grep -q '\"settled\": *true' '" + folder_ +
+               "'/root/*/hw-stat.json && break; sleep 0.05; done";
+    }
     std::string roomIs(std::string const& size) const {
         return "mount -o remount,size=" + size + " '" + folder_ + "'";
     }
@@ -141,11 +147,12 @@ TEST(FileSystemThatGetsFull, EndsTheAgentInMidPolicyAndLosesNothing) {
     small.programs.generatedPolicyIs(3000);
     auto const second = small.agent(small.programs.policyFile());
     auto const ran = small.run(
-        "40m", small.program("loam-hw", "--dump" + dump) + " & hw=$!\n" + small.agent(first) +
-                   " || exit 11\n" + //
+        "40m", small.program("loam-hw", "--stat-interval-ms 20 --dump" + dump) + " & hw=$!\n" +
+                   small.agent(first) + " || exit 11\n" + //
                    second + "\n[ $? = 4 ] || exit 12\n" + small.program("loamctl", "verify") +
                    " || exit 13\n" + small.roomIs("1g") + " || exit 99\n" + //
-                   second + " || exit 14\n" + "kill $hw; wait $hw || exit 15\n" +
+                   second + " || exit 14\n" + small.settled() +
+                   "\nkill $hw; wait $hw || exit 15\n" +
                    small.program("loamctl", "compare" + dump));
     if (SmallFileSystem::refused(ran)) {
         GTEST_SKIP() << "no file system can be mounted here: " << ran.err;
