@@ -67,7 +67,7 @@ void const* Store::lookupOwn(std::uint64_t key) {
         }
         return nullptr;
     }
-    bool const verified = operations_ != 0 && verifiedKey_ == key && verifiedSlot_ == at.slot &&
+    bool const verified = verifiedState_ != 0 && verifiedKey_ == key && verifiedSlot_ == at.slot &&
                           verifiedState_ == slots_.state(at.slot);
     if (!verified) {
         if (!slots_.whole(at.slot, key)) [[unlikely]] {

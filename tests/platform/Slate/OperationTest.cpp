@@ -1,6 +1,7 @@
 #include "StoreFixture.h"
 
 #include <Ombra/Exception.h>
+#include <Slate/Layout.h>
 
 #include <gtest/gtest.h>
 
@@ -100,6 +101,18 @@ TEST_P(Operation, ANestedOneLeavesNothingVerifiedBehind) {
         EXPECT_EQ(get(*store, 1), 10);
     }
     damage(record);
+    EXPECT_TRUE(raises(1));
+}
+
+// Nothing verified and a state word that was cleared must not be taken for equal.
+TEST_P(Operation, ARecordWhoseStateWordWasClearedIsNeverHandedOut) {
+    auto* const record = bytesOf(1);
+    {
+        Slate::Store::Operation const operation{*store};
+        EXPECT_EQ(get(*store, 1), 10);
+    }
+    std::memset(record - sizeof(Slate::SlotHeader), 0, sizeof(Slate::SlotHeader::state));
+    Slate::Store::Operation const operation{*store};
     EXPECT_TRUE(raises(1));
 }
 
