@@ -138,7 +138,7 @@ Json sinceOf(std::optional<History::Clock::duration> const& since) {
 Json explain(AgentControl& agent, Arguments const& arguments) {
     auto const place = placeOfTable(agent.platform(), arguments.text("table"));
     auto const& table = *agent.platform().tables()[place];
-    auto const key = arguments.number("key");
+    auto const key = keyOf(arguments);
     Chain chain{agent};
     Json operations = Json::array();
     auto const commits = table.counts().commits;
@@ -161,14 +161,13 @@ Json explain(AgentControl& agent, Arguments const& arguments) {
     }
     Json seen = Json::array();
     for (std::size_t unit = 0; unit < agent.units().size(); ++unit) {
-        auto const number = static_cast<std::uint32_t>(key);
-        if (auto const refused = table.refused(unit, number)) {
+        if (auto const refused = table.refused(unit, key)) {
             operations.push_back({{"operation", nameOf(refused->kind)},
                                   {"stage", nameOf(refused->stage)},
                                   {"unit", agent.units()[unit]},
                                   {"entry-version", refused->entryVersion}});
         }
-        seen.push_back({{"unit", agent.units()[unit]}, {"seen", table.entryHas(unit, number)}});
+        seen.push_back({{"unit", agent.units()[unit]}, {"seen", table.entryHas(unit, key)}});
     }
     return {{"operations", operations}, {"readers", seen}};
 }

@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <apps/agent/control/AgentControl.h>
 #include <apps/agent/control/RequestError.h>
+#include <apps/agent/control/Requests.h>
 #include <cstddef>
 #include <iterator>
+#include <limits>
 #include <span>
 #include <string>
 
@@ -36,6 +38,15 @@ inline std::size_t placeOfUnit(std::vector<std::uint16_t> const& units, std::uin
         throw RequestError{fmt::format("the agent has no unit {}", unit), names};
     }
     return static_cast<std::size_t>(found - units.begin());
+}
+
+inline std::uint32_t keyOf(Arguments const& arguments) {
+    auto const key = arguments.number("key");
+    if (key > std::numeric_limits<std::uint32_t>::max()) {
+        throw RequestError{
+            fmt::format("the argument \"key\" is {}; expected a number of 32 bits", key)};
+    }
+    return static_cast<std::uint32_t>(key);
 }
 
 inline std::string keyText(std::uint32_t key) {

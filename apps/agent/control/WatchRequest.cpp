@@ -21,7 +21,7 @@ namespace {
 
 struct Filter {
     std::optional<std::size_t> unit;
-    std::optional<std::uint64_t> key;
+    std::optional<std::uint32_t> key;
     std::vector<std::string> events; // empty: all
 
     bool passes(TableEvent const& event) const {
@@ -112,7 +112,7 @@ Json watch(AgentControl& agent, Arguments const& arguments, Session& session) {
         filter.unit = placeOfUnit(agent.units(), arguments.number("unit"));
     }
     if (arguments.has("key")) {
-        filter.key = arguments.number("key");
+        filter.key = keyOf(arguments);
     }
     auto const begun = std::make_shared<Watch>(agent, session, filter);
     Json names = Json::array();
