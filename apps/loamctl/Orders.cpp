@@ -55,7 +55,10 @@ ExitStatus replayRecord(Context& context) {
     if (context.options().json) {
         fmt::print("{}\n", result.dump(2));
     } else {
-        fmt::print("the agent replays {} operations\n", result["operations"].get<std::uint64_t>());
+        fmt::print("the agent replays {} operations{}\n", result["operations"].get<std::uint64_t>(),
+                   result["complete"].get<bool>() ? ""
+                                                  : "; what came behind them was not recorded: the "
+                                                    "record was full, or its agent was killed");
     }
     return exitDone;
 }

@@ -98,14 +98,14 @@ Json replay(AgentControl& agent, Arguments const& arguments) {
     if (auto const* fault = std::get_if<std::string>(&read)) {
         throw RequestError{*fault};
     }
-    auto& operations = std::get<std::vector<RecordedOperation>>(read);
+    auto& [operations, complete] = std::get<ReadRecord>(read);
     if (auto const fault = Replay::fault(operations, platform, agent.units()); !fault.empty()) {
         throw RequestError{fmt::format("{}: {}", arguments.text("file"), fault)};
     }
     auto const count = operations.size();
     agent.course().replay(std::move(operations));
     agent.wake();
-    return {{"operations", count}};
+    return {{"operations", count}, {"complete", complete}};
 }
 
 } // namespace

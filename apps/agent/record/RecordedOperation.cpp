@@ -106,6 +106,16 @@ std::string headFault(std::string_view line) {
     return {};
 }
 
+// The fault of the last line; empty when there is none.
+std::string endFault(std::string_view line, std::uint64_t operations) {
+    auto const word = takeWord(line);
+    std::uint64_t told = 0;
+    if (readNumber(line, told) && told == operations) {
+        return {};
+    }
+    return fmt::format("'{} {}' stands behind {} operations", word, line, operations);
+}
+
 } // namespace
 
 std::string textOf(RecordedOperation const& operation) {
@@ -126,7 +136,7 @@ std::string textOf(RecordedOperation const& operation) {
     return text;
 }
 
-std::variant<std::vector<RecordedOperation>, std::string> readRecord(std::string const& path) {
+std::variant<ReadRecord, std::string> readRecord(std::string const& path) {
     std::error_code error;
     bool const regular = std::filesystem::is_regular_file(path, error);
     if (!error && !regular) { // opening a pipe would wait for somebody to write
@@ -141,7 +151,7 @@ std::variant<std::vector<RecordedOperation>, std::string> readRecord(std::string
         return fmt::format("{}: it has {} bytes; a record has {} at most", path, size,
                            mostRecordBytes);
     }
-    std::vector<RecordedOperation> operations;
+    ReadRecord record;
     std::string line;
     std::getline(file, line);
     std::string fault = headFault(line);
@@ -155,15 +165,17 @@ std::variant<std::vector<RecordedOperation>, std::string> readRecord(std::string
             fault = "something stands behind the record's end";
         } else if (line.starts_with("end ") || line.starts_with("full ")) {
             ended = true;
+            record.complete = line.starts_with("end ");
+            fault = endFault(line, record.operations.size());
         } else {
-            auto& operation = operations.emplace_back();
-            fault = readOperation(line, operations.size(), operation);
+            auto& operation = record.operations.emplace_back();
+            fault = readOperation(line, record.operations.size(), operation);
         }
     }
     if (!fault.empty()) {
         return fmt::format("{}: line {}: {}", path, lineNumber, fault);
     }
-    return operations;
+    return record;
 }
 
 } // namespace LoamAgent

@@ -44,8 +44,13 @@ inline constexpr std::uint64_t mostRecordBytes = std::uint64_t{1} << 30;
 // Without the end of line.
 std::string textOf(RecordedOperation const& operation);
 
-// A whole record, or a sentence that names file, line and fault. Every line is looked at before
-// anything is done.
-std::variant<std::vector<RecordedOperation>, std::string> readRecord(std::string const& path);
+struct ReadRecord {
+    std::vector<RecordedOperation> operations;
+    bool complete = false; // false: it was full, or its agent was killed
+};
+
+// A record, or a sentence that names file, line and fault. Every line is looked at before anything
+// is done.
+std::variant<ReadRecord, std::string> readRecord(std::string const& path);
 
 } // namespace LoamAgent

@@ -86,6 +86,7 @@ TEST_F(Record, ReplayedIntoAnEmptyAgentGivesTheSameTables) {
     auto const other = agentWith(replayed, emptyPolicy);
     auto const ran = replayed.ctl({"replay", file()});
     ASSERT_EQ(ran.status, 0) << ran.err;
+    EXPECT_THAT(ran.out, testing::MatchesRegex("the agent replays [0-9]+ operations\n"));
     ASSERT_TRUE(other->says("replayed: ")) << other->out() << other->err();
     ASSERT_TRUE(testing_support::eventually(
         [&] { return testing_support::countOf(other->out(), "everything is applied") == 2; }));
@@ -143,6 +144,9 @@ TEST_F(Record, HoldsWhatAPersonCalls) {
         << contentOfTables(replayed);
 }
 
+constexpr char const* incomplete = "; what came behind them was not recorded: the record was full, "
+                                   "or its agent was killed";
+
 TEST_F(Record, IsFullAtItsBoundAndSaysSo) {
     auto const agent = agentWith(recorded, emptyPolicy);
     record(recorded, {"--bytes", "4096"});
@@ -153,13 +157,17 @@ TEST_F(Record, IsFullAtItsBoundAndSaysSo) {
     auto const text = contentOf(file());
     EXPECT_LE(text.size(), 4096U);
     EXPECT_THAT(text, testing::ContainsRegex("\nfull [0-9]+\n$"));
+
+    auto const other = agentWith(replayed, emptyPolicy);
+    EXPECT_THAT(replayed.ctl({"replay", file()}).out, HasSubstr(incomplete));
 }
 
 TEST_F(Record, OfAnAgentThatWasKilledIsGoodAsFarAsItGoes) {
     testing_support::contentIs(
         file(), "loam-record 1\nremove MacSystemPolicyTcamEntry 0 0x00000001 -\nwrite MacSys");
     auto const agent = agentWith(replayed, emptyPolicy);
-    EXPECT_EQ(replayed.ctl({"replay", file()}).out, "the agent replays 1 operations\n");
+    EXPECT_EQ(replayed.ctl({"replay", file()}).out,
+              std::string{"the agent replays 1 operations"} + incomplete + "\n");
     EXPECT_TRUE(agent->says("replayed: 1 operations"));
 }
 
@@ -228,6 +236,9 @@ INSTANTIATE_TEST_SUITE_P(
         BadRecord{"BytesOfAnotherSize",
                   "loam-record 1\nwrite MacSystemPolicyTcamEntry 0 0x1 - 00ff\n",
                   "operation 1: an entry of MacSystemPolicyTcamEntry has "},
+        BadRecord{"OperationsThatAreMissing",
+                  "loam-record 1\nremove MacSystemPolicyTcamEntry 0 0x1 -\nend 2\n",
+                  "line 3: 'end 2' stands behind 1 operations"},
         BadRecord{"BytesThatAreNone",
                   "loam-record 1\nwrite MacSystemPolicyTcamEntry 0 0x1 - 00zz\n",
                   "line 2: the bytes of the entry are not hexadecimal"}),
