@@ -58,31 +58,27 @@ void ReferenceModel::commit(Operation const& operation) {
 }
 
 void ReferenceModel::commitWrite(Operation const& operation) {
-    auto const& handle = operation.wrapper->handle;
     callHelper(operation);
     dropIfNewest(operation);
     Version const version =
         logWrite(operation.table, operation.wrapper->key, operation.wrapper->value,
                  neededOf(operation.dependency), operation.suppressIdentical);
-    handle->logVersion = version;
-    if (run(operation.table).cleaned < version) {
-        handle->state = numberOf(State::inLog);
-        at(operation.table).inLog.push_back(handle);
-        changed(operation.table, inLogField, at(operation.table).nextNumber++);
-    } else {
-        handle->state = numberOf(State::applied);
-        respond(handle);
-    }
+    committedAs(operation, version, run(operation.table).cleaned < version);
 }
 
 void ReferenceModel::commitRemove(Operation const& operation) {
-    auto const& handle = operation.wrapper->handle;
     dropIfNewest(operation);
     callHelper(operation);
     Version const version =
         logRemove(operation.table, operation.wrapper->key, neededOf(operation.dependency));
+    committedAs(operation, version, version != 0);
+}
+
+// The operation has its place in the log, or nothing of it is left to wait for.
+void ReferenceModel::committedAs(Operation const& operation, Version version, bool inLog) {
+    auto const& handle = operation.wrapper->handle;
     handle->logVersion = version;
-    if (version != 0) {
+    if (inLog) {
         handle->state = numberOf(State::inLog);
         at(operation.table).inLog.push_back(handle);
         changed(operation.table, inLogField, at(operation.table).nextNumber++);

@@ -207,6 +207,7 @@ class ReferenceModel {
     void commit(Operation const& operation);
     void commitWrite(Operation const& operation);
     void commitRemove(Operation const& operation);
+    void committedAs(Operation const& operation, Version version, bool inLog);
     void dropIfNewest(Operation const& operation);
     void callHelper(Operation const& operation);
     void respond(HandlePtr const& handle);
