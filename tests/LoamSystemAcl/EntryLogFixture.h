@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <optional>
 #include <support/AgentInProcess.h>
 #include <support/TraceCapture.h>
@@ -35,6 +37,18 @@ inline LogEntry logEntryOf(Key key, unsigned value) {
 
 inline unsigned valueOf(LogEntry const& entry) {
     return std::to_integer<unsigned>(entry.fields()[10]);
+}
+
+// An entry whose every byte follows from key and value, so that a mixture of two shows.
+inline LogEntry patterned(Key key, unsigned value) {
+    LogEntry entry{key};
+    std::uint32_t word = key.number() * 2654435761U + value;
+    for (std::byte& each : entry.fields()) {
+        word = word * 1664525U + 1013904223U;
+        each = std::byte(word >> 24);
+    }
+    std::memcpy(entry.fields().data(), &value, sizeof value);
+    return entry;
 }
 
 class LogInUse {

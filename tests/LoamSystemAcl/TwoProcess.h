@@ -143,18 +143,6 @@ class Reader {
     Ombra::Ptr<Asic::AnnouncementSlate> announced_;
 };
 
-// An entry whose every byte follows from key and value, so that a mixture of two shows.
-inline LogEntry patterned(Key key, unsigned value) {
-    LogEntry entry{key};
-    std::uint32_t word = key.number() * 2654435761U + value;
-    for (std::byte& each : entry.fields()) {
-        word = word * 1664525U + 1013904223U;
-        each = std::byte(word >> 24);
-    }
-    std::memcpy(entry.fields().data(), &value, sizeof value);
-    return entry;
-}
-
 inline bool whole(LogEntry const& entry) {
     unsigned value = 0;
     std::memcpy(&value, entry.fields().data(), sizeof value);

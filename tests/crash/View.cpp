@@ -31,17 +31,6 @@ std::string textOf(LogSlateEntry const& change) {
 
 } // namespace
 
-LogEntry patterned(Key key, unsigned value) {
-    LogEntry entry{key};
-    std::uint32_t word = key.number() * 2654435761U + value;
-    for (std::byte& each : entry.fields()) {
-        word = word * 1664525U + 1013904223U;
-        each = std::byte(word >> 24);
-    }
-    std::memcpy(entry.fields().data(), &value, sizeof value);
-    return entry;
-}
-
 std::string live(LogVersion version, unsigned value) {
     return fmt::format("{} live {}", version, value);
 }

@@ -21,9 +21,6 @@ using namespace LoamSystemAcl::entry_log_test;
 //     needed/VERSION the places that the change of this version needs
 using View = std::map<std::string, std::string>;
 
-// The entry of a key, every byte of which follows from key and value.
-LogEntry patterned(Key key, unsigned value);
-
 // How the items of a view are told, for expectations.
 std::string live(LogVersion version, unsigned value);
 std::string deleted(LogVersion version, unsigned value);
