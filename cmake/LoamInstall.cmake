@@ -13,16 +13,13 @@ foreach(library IN LISTS libraries)
 endforeach()
 install(TARGETS ${libraries} EXPORT ${PROJECT_NAME}Targets)
 
-# Patterns are nothing to a client; what was written from them is. The two headers that speak to the
-# state store's library are private to the platform.
+# Patterns are nothing to a client; what was written from them is.
 install(
     DIRECTORY platform/ DESTINATION ${headers}
     FILES_MATCHING
     PATTERN "*.h"
     PATTERN "LoamSystemAclTypes/Xxx*" EXCLUDE
-    PATTERN "LoamSystemAclTypes/AllTables.h" EXCLUDE
-    PATTERN "Orbis/LmdbStore.h" EXCLUDE
-    PATTERN "Orbis/StateFolder.h" EXCLUDE)
+    PATTERN "LoamSystemAclTypes/AllTables.h" EXCLUDE)
 install(DIRECTORY OrderedTable DESTINATION ${headers} FILES_MATCHING PATTERN "*.h")
 install(
     DIRECTORY LoamSystemAcl ${PROJECT_BINARY_DIR}/generated/LoamSystemAcl DESTINATION ${headers}

@@ -1,5 +1,5 @@
 #include <Orbis/EntityManager.h>
-#include <Orbis/LmdbStore.h>
+#include <Orbis/FileStore.h>
 #include <Orbis/LocalStore.h>
 
 #include <fmt/format.h>
@@ -22,7 +22,7 @@ Root& rootSlot() {
     return *slot;
 }
 
-constexpr std::size_t maxPathBytes = 500; // LMDB takes keys of up to 511
+constexpr std::size_t maxPathBytes = 500;
 
 void checkPath(Ombra::String const& name, Ombra::String const& path) {
     if (path.empty() || path.size() > maxPathBytes) {
@@ -37,7 +37,7 @@ std::shared_ptr<Store> storeOf(Ombra::String const& name, bool local) {
     if (local) {
         return std::make_shared<LocalStore>();
     }
-    return LmdbStore::open(root(), name);
+    return FileStore::open(root(), name);
 }
 
 } // namespace

@@ -25,12 +25,12 @@
 //     }
 //
 // Every change is one transaction. A process that is killed inside one leaves the state before it,
-// and the next process goes on without waiting. Written for state that changes seldom: a read costs
-// about half a microsecond, a change two.
+// and the next process goes on without waiting. Written for a little state that changes seldom: a
+// read costs a look at the file, a change writes the whole of it anew.
 //
 // A path is 1 to 500 bytes. All operations but `name` and `isLocal` throw `StoreException` when the
-// store can't be reached. Safe from several threads. A process that forks makes its own manager in
-// the child; one that is inherited is refused there.
+// store can't be reached. Safe from several threads. A manager works on in a forked child, unless
+// another thread was using it at the fork.
 namespace Orbis {
 
 class LOAM_EXPORT EntityManager : public Ombra::Node {

@@ -38,14 +38,14 @@ class Setup(Scripts):
         self.assertEqual(self.apt_calls(), [])
 
     def test_WhoMayNotInstallIsToldWhatIsMissingAndTheCommand(self):
-        self.missing("liblmdb-dev", "ninja-build")
+        self.missing("libfmt-dev", "ninja-build")
         self.play("sudo", "exit 1")  # asks for a password
         self.apt("exit 0")
         done = self.setup("run")
         self.assertEqual(done.returncode, 1)
-        self.assertIn("may not install them: liblmdb-dev ninja-build\n", done.stderr)
+        self.assertIn("may not install them: libfmt-dev ninja-build\n", done.stderr)
         self.assertIn(
-            "    sudo apt-get install --no-install-recommends liblmdb-dev ninja-build\n", done.stderr
+            "    sudo apt-get install --no-install-recommends libfmt-dev ninja-build\n", done.stderr
         )
         self.assertEqual(self.apt_calls(), [])
 
@@ -56,7 +56,7 @@ class Setup(Scripts):
         self.assertIn("may not install them: g++\n", done.stderr)
 
     def test_WhatIsMissingIsInstalledAndNothingElse(self):
-        self.missing("liblmdb-dev", "ninja-build", "valgrind")
+        self.missing("libfmt-dev", "ninja-build", "valgrind")
         self.sudo()
         self.apt("exit 0")
         done = self.setup("run")
@@ -64,7 +64,7 @@ class Setup(Scripts):
         (call,) = self.apt_calls()
         self.assertIn("--yes", call)
         self.assertIn("--no-remove", call)  # nothing of the user's goes
-        self.assertTrue(call.endswith(" liblmdb-dev ninja-build"), call)
+        self.assertTrue(call.endswith(" libfmt-dev ninja-build"), call)
 
     def test_TheListsAreFetchedOnlyWhenAnInstallationFails(self):
         self.missing("g++")

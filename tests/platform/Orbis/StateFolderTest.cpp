@@ -31,8 +31,9 @@ TEST_F(StateFolder, IsTheOwnersAlone) {
     ::umask(former);
     EXPECT_EQ(modeOf(folder + "/switch"), 0700U);
     EXPECT_EQ(modeOf(stateFolder()), 0700U);
-    EXPECT_EQ(modeOf(stateFolder() + "/data.mdb"), 0600U);
-    EXPECT_EQ(modeOf(stateFolder() + "/lock.mdb"), 0600U);
+    EXPECT_EQ(modeOf(stateFolder() + "/entities"), 0600U);
+    Asic::GenId::create(shared(), "generation");
+    EXPECT_EQ(modeOf(stateFolder() + "/entities"), 0600U);
 }
 
 TEST_F(StateFolder, LiesUnderDevShmUnlessAProgramSaysOtherwise) {
@@ -80,41 +81,46 @@ TEST_F(StateFolder, ALinkInThePlaceOfAFolderIsRefused) {
 
 TEST_F(StateFolder, AForeignFileIsRefusedAndKept) {
     shared();
-    std::ofstream{stateFolder() + "/data.mdb", std::ios::trunc} << std::string(10'000, 'x');
-    expectRefusal(stateFolder(), "damaged, foreign, or of a process of another word size");
-    EXPECT_EQ(std::filesystem::file_size(stateFolder() + "/data.mdb"), 10'000U);
+    std::ofstream{stateFolder() + "/entities", std::ios::trunc} << std::string(10'000, 'x');
+    expectRefusal(stateFolder(),
+                  "is damaged or foreign. Move the folder away; a new store is made.");
+    EXPECT_EQ(std::filesystem::file_size(stateFolder() + "/entities"), 10'000U);
 }
 
 TEST_F(StateFolder, ACutFileIsRefused) {
     auto manager = shared();
-    for (int i = 0; i < 2000; ++i) {
+    for (int i = 0; i < 300; ++i) {
         Asic::GenId::create(manager, std::to_string(i));
     }
     manager = nullptr;
-    std::filesystem::resize_file(stateFolder() + "/data.mdb", 8192);
-    expectRefusal(stateFolder(), "damaged");
+    for (std::uintmax_t const bytes : {8192, 24, 23, 0}) {
+        std::filesystem::resize_file(stateFolder() + "/entities", bytes);
+        expectRefusal(stateFolder(), "damaged");
+    }
 }
 
 TEST_F(StateFolder, AMissingFileIsRefused) {
     shared();
-    std::filesystem::remove(stateFolder() + "/data.mdb");
-    expectRefusal(stateFolder() + "/data.mdb", "No such file or directory");
+    std::filesystem::remove(stateFolder() + "/entities");
+    expectRefusal(stateFolder() + "/entities", "No such file or directory");
 }
 
 TEST_F(StateFolder, ALinkInThePlaceOfAFileIsRefused) {
     shared();
-    std::filesystem::rename(stateFolder() + "/data.mdb", folder + "/data.mdb");
-    std::filesystem::create_symlink(folder + "/data.mdb", stateFolder() + "/data.mdb");
-    expectRefusal(stateFolder() + "/data.mdb", "is no regular file");
+    std::filesystem::rename(stateFolder() + "/entities", folder + "/entities");
+    std::filesystem::create_symlink(folder + "/entities", stateFolder() + "/entities");
+    expectRefusal(stateFolder() + "/entities", "is no regular file");
 }
 
 TEST_F(StateFolder, WhatADeadMakerLeftIsRemoved) {
     std::filesystem::create_directories(stateFolder() + ".new");
     std::filesystem::permissions(folder + "/switch", std::filesystem::perms{0700});
-    std::ofstream{stateFolder() + ".new/data.mdb"} << "half";
-    std::ofstream{stateFolder() + ".new/lock.mdb"} << "half";
+    std::ofstream{stateFolder() + ".new/entities"} << "half";
     EXPECT_EQ(refusal([] { Asic::GenId::create(shared(), "generation"); }), "");
     EXPECT_FALSE(std::filesystem::exists(stateFolder() + ".new"));
+    std::ofstream{stateFolder() + "/entities.new"} << "half";
+    EXPECT_EQ(refusal([] { Asic::GenId::create(shared(), "other"); }), "");
+    EXPECT_FALSE(std::filesystem::exists(stateFolder() + "/entities.new"));
 }
 
 TEST_F(StateFolder, AStoreWithoutRoomIsAnExceptionAndNotASignal) {
@@ -122,7 +128,8 @@ TEST_F(StateFolder, AStoreWithoutRoomIsAnExceptionAndNotASignal) {
                   std::signal(SIGXFSZ, SIG_IGN);
                   rlimit const none{0, 0};
                   ::setrlimit(RLIMIT_FSIZE, &none);
-                  return refusal([] { shared(); }).find("can't be allocated") == std::string::npos;
+                  return refusal([] { shared(); }).find("can't be written: File too large") ==
+                         std::string::npos;
               }),
               0);
     EXPECT_EQ(refusal([] { shared(); }), "");
