@@ -151,26 +151,27 @@ constexpr std::size_t laneOf(std::size_t words) {
 #define SLATE_UNROLL _Pragma("GCC unroll 16")
 #endif
 
-SLATE_CRC_TARGET inline std::uint32_t step(std::uint32_t seed, std::uint64_t value) {
-    return static_cast<std::uint32_t>(_mm_crc32_u64(seed, value));
+// A sum has 32 bits, and the instruction clears what is above: kept in 64, it needs no cutting.
+SLATE_CRC_TARGET inline std::uint64_t step(std::uint64_t seed, std::uint64_t value) {
+    return _mm_crc32_u64(seed, value);
 }
 
 // Moves a sum over the length that `multiplier` stands for.
-SLATE_CRC_TARGET inline std::uint32_t shifted(std::uint32_t sum, std::uint32_t multiplier) {
+SLATE_CRC_TARGET inline std::uint64_t shifted(std::uint64_t sum, std::uint32_t multiplier) {
     __m128i const product =
         _mm_clmulepi64_si128(_mm_cvtsi32_si128(static_cast<int>(sum)),
                              _mm_cvtsi32_si128(static_cast<int>(multiplier)), 0);
     return step(0, static_cast<std::uint64_t>(_mm_cvtsi128_si64(product)));
 }
 
-SLATE_CRC_TARGET inline std::uint32_t join(Crc32c const& plan, std::uint32_t first,
-                                           std::uint32_t second, std::uint32_t third) {
+SLATE_CRC_TARGET inline std::uint64_t join(Crc32c const& plan, std::uint64_t first,
+                                           std::uint64_t second, std::uint64_t third) {
     return shifted(first, plan.shiftTwoLanes()) ^ shifted(second, plan.shiftOneLane()) ^ third;
 }
 
 SLATE_CRC_TARGET std::uint32_t fastWords3(std::uint32_t seed, std::uint64_t first,
                                           std::uint64_t second, std::uint64_t third) {
-    return step(step(step(seed, first), second), third);
+    return static_cast<std::uint32_t>(step(step(step(seed, first), second), third));
 }
 
 // How many words a plan has: a number that the compiler knows, and unrolls, or what the plan says.
@@ -188,16 +189,16 @@ struct AnyWords {
 // The functions below differ in where a word comes from and where it goes to; `visit(index)` does
 // that and gives the word, `visit.from(index)` does it for the words from there on.
 template <typename Words, typename Visit>
-SLATE_CRC_TARGET SLATE_INLINE std::uint32_t fastBlock(Crc32c const& plan, Crc32c::Head const& head,
+SLATE_CRC_TARGET SLATE_INLINE std::uint64_t fastBlock(Crc32c const& plan, Crc32c::Head const& head,
                                                       Visit const& visit) {
-    std::uint32_t seed = step(step(step(head.seed, head.first), head.second), head.third);
+    std::uint64_t seed = step(step(step(head.seed, head.first), head.second), head.third);
     std::size_t const lane = Words::lane(plan);
     std::size_t index = 0;
     if (lane != 0) {
         Visit const visitSecond = visit.from(lane);
         Visit const visitThird = visit.from(2 * lane);
-        std::uint32_t second = 0;
-        std::uint32_t third = 0;
+        std::uint64_t second = 0;
+        std::uint64_t third = 0;
         SLATE_UNROLL
         for (; index < lane; ++index) {
             seed = step(seed, visit(index));
@@ -251,32 +252,33 @@ struct VisitIn {
 template <typename Words>
 SLATE_CRC_TARGET std::uint32_t fastSum(Crc32c const& plan, Crc32c::Head const& head,
                                        std::uint64_t const* from) {
-    std::uint32_t const seed = fastBlock<Words>(plan, head, VisitShared{from});
-    return plan.tailBytes() != 0 ? step(seed, loadRelaxed(from + plan.fullWords())) : seed;
+    std::uint64_t const seed = fastBlock<Words>(plan, head, VisitShared{from});
+    return static_cast<std::uint32_t>(
+        plan.tailBytes() != 0 ? step(seed, loadRelaxed(from + plan.fullWords())) : seed);
 }
 
 template <typename Words>
 SLATE_CRC_TARGET std::uint32_t fastCopyOut(Crc32c const& plan, Crc32c::Head const& head,
                                            std::uint64_t* to, void const* from) {
-    std::uint32_t seed = fastBlock<Words>(plan, head, VisitOut{to, static_cast<char const*>(from)});
+    std::uint64_t seed = fastBlock<Words>(plan, head, VisitOut{to, static_cast<char const*>(from)});
     if (plan.tailBytes() != 0) {
         std::uint64_t const value = privateTail(plan, from);
         storeRelaxed(to + plan.fullWords(), value);
         seed = step(seed, value);
     }
-    return seed;
+    return static_cast<std::uint32_t>(seed);
 }
 
 template <typename Words>
 SLATE_CRC_TARGET std::uint32_t fastCopyIn(Crc32c const& plan, Crc32c::Head const& head, void* to,
                                           std::uint64_t const* from) {
-    std::uint32_t seed = fastBlock<Words>(plan, head, VisitIn{static_cast<char*>(to), from});
+    std::uint64_t seed = fastBlock<Words>(plan, head, VisitIn{static_cast<char*>(to), from});
     if (plan.tailBytes() != 0) {
         std::uint64_t const value = loadRelaxed(from + plan.fullWords());
         privateTailIs(plan, to, value);
         seed = step(seed, value);
     }
-    return seed;
+    return static_cast<std::uint32_t>(seed);
 }
 
 template <typename Words>
