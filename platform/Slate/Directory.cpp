@@ -17,8 +17,9 @@ constexpr std::uint64_t allBits = std::numeric_limits<std::uint64_t>::max();
 
 Directory::Directory(Mapping const& mapping, Geometry const& geometry, Extents& extents,
                      SlotArea& slots, Control& control, std::string const& name)
-    : mapping_{mapping}, geometry_{geometry}, extents_{extents}, slots_{slots}, control_{control},
-      name_{name}, shift_{32U - static_cast<std::uint32_t>(std::countr_zero(geometry.bucketCount))},
+    : geometry_{geometry}, buckets_{mapping.as<Bucket>(geometry.directoryOffset)},
+      extents_{extents}, slots_{slots}, control_{control}, name_{name},
+      shift_{32U - static_cast<std::uint32_t>(std::countr_zero(geometry.bucketCount))},
       scan_{BucketScan::best()}, overflow_{geometry.overflowCount} {}
 
 bool Directory::follow(std::uint32_t owner, std::uint32_t& number, std::uint32_t& hops,
@@ -41,7 +42,7 @@ bool Directory::follow(std::uint32_t owner, std::uint32_t& number, std::uint32_t
 // the key's: what is wrong shows when the slot is verified.
 bool Directory::refersTo(std::uint64_t word, std::uint64_t key, Found& at) const {
     at.slot = entryNumber(word) - 1;
-    if (!entryWhole(word, at.owner) || at.slot >= slots_.count() || !slots_.present(at.slot)) {
+    if (!entryWhole(word, at.owner) || !slots_.present(at.slot)) {
         at.damaged = true;
         return false;
     }
@@ -76,22 +77,19 @@ bool Directory::pick(Found& at, std::uint32_t number, std::uint32_t matches,
     return false;
 }
 
-Found Directory::search(std::uint64_t key) const {
-    Found at;
-    at.owner = ownerOf(key);
-    at.tag = tagOf(key);
+void Directory::search(Found& at, std::uint64_t key) const {
     std::uint32_t number = at.owner;
     std::uint32_t hops = 0;
     at.vacant = true;
     at.cell = {number, 0};
     if (!present(number)) {
-        return at;
+        return;
     }
     at.vacant = false;
     do {
         BucketView const view = scan_.view(*bucket(number), at.tag);
-        if (pick(at, number, view.matches, key)) {
-            return at;
+        if (view.matches != 0 && pick(at, number, view.matches, key)) {
+            return;
         }
         at.lastBucket = number;
         if (!at.vacant && view.occupied != allOccupied) {
@@ -100,7 +98,6 @@ Found Directory::search(std::uint64_t key) const {
         }
         at.damaged = at.damaged || !sumWhole(view.sum, view.occupied, at.owner);
     } while (follow(at.owner, number, hops, at.damaged));
-    return at;
 }
 
 std::uint32_t Directory::nextOwner(std::uint32_t owner) const {
@@ -154,9 +151,82 @@ void Directory::prefetchRecords(std::uint32_t owner) const {
     }
 }
 
+bool Directory::noted(Bucket const& here, std::uint32_t owner) const {
+    std::uint64_t difference = (inOrder_.owner ^ owner) | (inOrder_.count == 0 ? 1 : 0);
+    for (std::uint32_t index = 0; index < bucketEntries; ++index) {
+        difference |= inOrder_.words[index] ^ loadAcquire(&here.entry[index]);
+    }
+    return (difference | loadAcquire(&here.link)) == 0;
+}
+
+// Whether the bucket is one that can be noted: it has entries, all whole and of different tags, and
+// is its chain.
+bool Directory::note(Bucket const& here, std::uint32_t owner) const {
+    InOrder& order = inOrder_;
+    order.owner = owner;
+    order.count = 0;
+    std::uint32_t count = 0;
+    for (std::uint32_t index = 0; index < bucketEntries; ++index) {
+        std::uint64_t const word = loadAcquire(&here.entry[index]);
+        order.words[index] = word;
+        if (word == 0) {
+            continue;
+        }
+        std::uint32_t const tag = entryTag(word);
+        std::uint32_t place = count;
+        for (; place != 0 && order.tags[place - 1] >= tag; --place) {
+            order.tags[place] = order.tags[place - 1];
+            order.cells[place] = order.cells[place - 1];
+        }
+        if (!entryWhole(word, owner) || (place != count && order.tags[place + 1] == tag)) {
+            return false;
+        }
+        order.tags[place] = tag;
+        order.cells[place] = index;
+        ++count;
+    }
+    if (loadAcquire(&here.link) != 0) {
+        return false;
+    }
+    order.count = count;
+    return count != 0;
+}
+
+// As `nextInChain`, from what is noted of the chain.
+Next Directory::nextInBucket(Position const& from) const {
+    Next result;
+    result.owner = from.owner;
+    InOrder const& order = inOrder_;
+    std::uint32_t at = 0;
+    if (!from.atStart) {
+        while (at != order.count && order.tags[at] <= from.tag) {
+            ++at;
+        }
+    }
+    if (at == order.count) {
+        return result;
+    }
+    result.found = true;
+    result.cell = {from.owner, order.cells[at]};
+    result.word = order.words[result.cell.index];
+    result.slot = entryNumber(result.word) - 1;
+    result.damaged = !slots_.present(result.slot);
+    if (at + 1 != order.count) {
+        std::uint32_t const follower = entryNumber(order.words[order.cells[at + 1]]) - 1;
+        if (follower < slots_.count()) {
+            slots_.prefetch(follower);
+        }
+    }
+    return result;
+}
+
 // The entry with the smallest tag behind the position. What follows it in the bucket is fetched
 // ahead, since slots lie in no order.
 Next Directory::nextInChain(Position const& from) const {
+    if (Bucket const& only = *bucket(from.owner);
+        geometry_.order == Order::keyMix && (noted(only, from.owner) || note(only, from.owner))) {
+        return nextInBucket(from);
+    }
     std::uint64_t const above = from.atStart ? 0 : std::uint64_t{from.tag} + 1;
     Next result;
     result.owner = from.owner;
@@ -194,8 +264,7 @@ Next Directory::nextInChain(Position const& from) const {
     result.word = word(result.cell);
     result.slot = entryNumber(result.word) - 1;
     result.changed = result.word == 0 || entryTag(result.word) != best.first;
-    result.damaged =
-        !result.changed && (result.slot >= slots_.count() || !slots_.present(result.slot));
+    result.damaged = !result.changed && !slots_.present(result.slot);
     if (best.second != noTag) {
         std::uint32_t const follower = entryNumber(word(firstCell(bestBucket, best.secondAt))) - 1;
         if (follower < slots_.count()) {
@@ -223,7 +292,7 @@ bool Directory::sharesTag(Position const& from) const {
         return false;
     }
     std::uint32_t const slot = entryNumber(word(firstCell(from.owner, view.matches))) - 1;
-    return slot >= slots_.count() || !slots_.present(slot) || slots_.key(slot) != from.key;
+    return !slots_.present(slot) || slots_.key(slot) != from.key;
 }
 
 // The same by tag and key, for versions that differ in their upper half only.
@@ -240,7 +309,7 @@ Next Directory::nextByKey(Position const& from) const {
             if (word == 0) {
                 continue;
             }
-            if (!entryWhole(word, from.owner) || slot >= slots_.count() || !slots_.present(slot)) {
+            if (!entryWhole(word, from.owner) || !slots_.present(slot)) {
                 result.damaged = true;
                 continue;
             }
@@ -294,7 +363,9 @@ std::string Directory::describe(std::uint32_t owner) const {
 }
 
 void Directory::prepare(Found& at) {
-    extents_.ensure(offset(at.owner), sizeof(Bucket));
+    if (!present(at.owner)) {
+        extents_.ensure(offset(at.owner), sizeof(Bucket));
+    }
     if (at.vacant) {
         return;
     }
@@ -307,7 +378,7 @@ void Directory::prepare(Found& at) {
     at.cell = {number, 0};
 }
 
-void Directory::enter(Found const& at, std::uint32_t slot) {
+void Directory::enter(Found& at, std::uint32_t slot) {
     std::uint64_t const word = packEntry(at.tag, slot + 1, at.owner);
     Bucket* const here = bucket(at.cell.bucket);
     if (at.vacant) {
@@ -323,14 +394,19 @@ void Directory::enter(Found const& at, std::uint32_t slot) {
         overflow_.take();
     }
     occupied_[at.owner / 64] |= std::uint64_t{1} << (at.owner % 64);
+    at.found = true;
+    at.slot = slot;
+    at.word = word;
 }
 
-void Directory::swing(Found const& at, std::uint32_t slot) {
-    storeRelease(&bucket(at.cell.bucket)->entry[at.cell.index],
-                 packEntry(entryTag(at.word), slot + 1, at.owner));
+void Directory::swing(Found& at, std::uint32_t slot) {
+    at.slot = slot;
+    at.word = packEntry(entryTag(at.word), slot + 1, at.owner);
+    storeRelease(&bucket(at.cell.bucket)->entry[at.cell.index], at.word);
 }
 
-void Directory::remove(Found const& at) {
+void Directory::remove(Found& at) {
+    at.found = false;
     if (bucket(at.owner)->link == 0) {
         storeRelease(&bucket(at.cell.bucket)->entry[at.cell.index], 0);
         return;

@@ -11,6 +11,7 @@
 #include <Slate/SlotAllocator.h>
 #include <Slate/SlotArea.h>
 
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <string>
@@ -92,12 +93,30 @@ class Directory {
 
     // Nearly always the key stands in the first bucket of its chain, under a tag that nobody else
     // has.
+    void find(std::uint64_t key, Found& at) const {
+        at.found = false;
+        at.damaged = false;
+        if (geometry_.order == Order::version) {
+            at.tag = static_cast<std::uint32_t>(key);
+            at.owner = ownerOf(key);
+        } else {
+            at.tag = keyMix(static_cast<std::uint32_t>(key));
+            at.owner = static_cast<std::uint32_t>(std::uint64_t{at.tag} >> shift_);
+        }
+        if (!findAtOnce(at, key)) {
+            search(at, key);
+        }
+    }
+
     Found find(std::uint64_t key) const {
         Found at;
-        at.owner = ownerOf(key);
-        at.tag = tagOf(key);
-        return findAtOnce(at, key) ? at : search(key);
+        find(key, at);
+        return at;
     }
+
+    // Whether a key is still where `find` found it, or the writer put it: every change that moves
+    // an entry changes its word.
+    bool stands(Found const& at) const { return at.found && word(at.cell) == at.word; }
 
     // The first entry at or behind a position. `damaged` refers to the chain `owner`, where the
     // search then stopped.
@@ -116,9 +135,9 @@ class Directory {
     // that a reader sees; raises `NoSpaceException`. `enter`, `swing` and `remove` each commit by
     // one store.
     void prepare(Found& at);
-    void enter(Found const& at, std::uint32_t slot);
-    void swing(Found const& at, std::uint32_t slot);
-    void remove(Found const& at);
+    void enter(Found& at, std::uint32_t slot); // `at` tells then where the key is,
+    void swing(Found& at, std::uint32_t slot); // and here too,
+    void remove(Found& at);                    // and here that it isn't found
 
     void disown() { occupied_.clear(); } // from now on as a reader
 
@@ -129,7 +148,7 @@ class Directory {
     std::uint64_t offset(std::uint32_t bucketNumber) const {
         return geometry_.directoryOffset + std::uint64_t{bucketNumber} * sizeof(Bucket);
     }
-    Bucket* bucket(std::uint32_t number) const { return mapping_.as<Bucket>(offset(number)); }
+    Bucket* bucket(std::uint32_t number) const { return buckets_ + number; }
     bool present(std::uint32_t number) const { return extents_.presentAt(offset(number)); }
     std::uint32_t bucketTotal() const { return geometry_.bucketCount + geometry_.overflowCount; }
 
@@ -138,10 +157,10 @@ class Directory {
     bool follow(std::uint32_t owner, std::uint32_t& number, std::uint32_t& hops,
                 bool& damaged) const;
 
-    Found search(std::uint64_t key) const;
+    // `at` has the key's owner and tag.
+    void search(Found& at, std::uint64_t key) const;
 
-    // `at` has the key's owner and tag. False when it takes more than one look, and `at` means
-    // nothing then.
+    // `at` has the key's owner and tag. False when it takes more than one look.
     bool findAtOnce(Found& at, std::uint64_t key) const {
         if (!present(at.owner)) {
             return false;
@@ -154,7 +173,7 @@ class Directory {
         at.word = word(at.cell);
         at.slot = entryNumber(at.word) - 1;
         at.found = entryTag(at.word) == at.tag && entryWhole(at.word, at.owner) &&
-                   at.slot < slots_.count() && slots_.present(at.slot) &&
+                   slots_.present(at.slot) &&
                    (geometry_.order != Order::version || slots_.key(at.slot) == key);
         return at.found;
     }
@@ -162,6 +181,9 @@ class Directory {
     bool refersTo(std::uint64_t word, std::uint64_t key, Found& at) const;
     bool pick(Found& at, std::uint32_t number, std::uint32_t matches, std::uint64_t key) const;
     Next nextInChain(Position const& from) const;
+    Next nextInBucket(Position const& from) const;
+    bool noted(Bucket const& here, std::uint32_t owner) const;
+    bool note(Bucket const& here, std::uint32_t owner) const;
     void prefetchRecords(std::uint32_t owner) const;
     Next nextByKey(Position const& from) const;
     bool sharesTag(Position const& from) const;
@@ -170,8 +192,8 @@ class Directory {
     void fillHole(std::uint32_t owner, Cell hole);
     bool trimTail(std::uint32_t owner);
 
-    Mapping const& mapping_;
     Geometry const& geometry_;
+    Bucket* buckets_; // primary, then overflow
     Extents& extents_;
     SlotArea& slots_;
     Control& control_;
@@ -181,6 +203,17 @@ class Directory {
     SlotAllocator overflow_;
     // The writer's note of chains that may have entries; empty in a reader.
     mutable std::vector<std::uint64_t> occupied_;
+
+    // The bucket that a walk works through, and its entries by tag. Good as long as the bucket's
+    // words are still the same.
+    struct InOrder {
+        std::array<std::uint64_t, bucketEntries> words{};
+        std::uint32_t owner = 0;
+        std::uint32_t count = 0; // 0: nothing is noted
+        std::array<std::uint32_t, bucketEntries> tags{};
+        std::array<std::uint32_t, bucketEntries> cells{};
+    };
+    mutable InOrder inOrder_;
 };
 
 } // namespace Slate

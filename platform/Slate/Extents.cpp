@@ -57,6 +57,15 @@ bool Extents::ask(std::uint32_t extent) {
     return true;
 }
 
+std::uint64_t Extents::knownUpTo(std::uint64_t offset) const {
+    auto extent = static_cast<std::uint32_t>((offset - origin_) >> shift_);
+    std::uint64_t end = offset;
+    for (; extent < known_.size() && known_[extent] != 0; ++extent) {
+        end = origin_ + ((std::uint64_t{extent} + 1) << shift_);
+    }
+    return end;
+}
+
 void Extents::allocate(std::uint32_t extent) {
     if (known_[extent] != 0) {
         return;

@@ -35,6 +35,10 @@ class Extents {
         return known_[extent] != 0 || ask(extent);
     }
 
+    // Where the bytes end that are known to be present from `offset` on; `offset` itself when it is
+    // not known to be.
+    std::uint64_t knownUpTo(std::uint64_t offset) const;
+
     // Makes sure that they may be touched. For the writer. Raises `NoSpaceException`.
     void ensure(std::uint64_t offset, std::uint64_t bytes) {
         std::uint64_t const begin = offset - origin_;

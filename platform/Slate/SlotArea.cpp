@@ -2,15 +2,26 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <atomic>
 
 namespace Slate {
 
 SlotArea::SlotArea(Mapping const& mapping, Geometry const& geometry, Extents& extents,
                    std::uint32_t fileSeed, std::string const& name)
-    : mapping_{mapping}, extents_{extents}, name_{name}, origin_{geometry.slotOffset},
-      stride_{geometry.slotStride}, count_{geometry.slotCount}, seed_{fileSeed},
-      crc_{geometry.recordBytes} {}
+    : extents_{extents}, name_{name}, slots_{mapping.at(geometry.slotOffset)},
+      origin_{geometry.slotOffset}, stride_{geometry.slotStride}, count_{geometry.slotCount},
+      seed_{fileSeed}, crc_{geometry.recordBytes} {}
+
+// Slots are given out from the lowest on, so that nearly always all are present below some slot.
+bool SlotArea::presentBeyond(std::uint32_t slot) const {
+    if (slot >= count_ || !extents_.present(offset(slot), stride_)) {
+        return false;
+    }
+    std::uint64_t const end = extents_.knownUpTo(offset(presentBelow_)) - origin_;
+    presentBelow_ = static_cast<std::uint32_t>(std::min<std::uint64_t>(count_, end / stride_));
+    return true;
+}
 
 void SlotArea::write(std::uint32_t slot, std::uint64_t key, std::uint64_t sequence,
                      void const* record) {

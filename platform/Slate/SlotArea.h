@@ -27,9 +27,13 @@ class SlotArea {
 
     std::uint32_t count() const { return count_; }
 
-    // Whether the slot's memory may be touched; the memory is asked for by `ensure`.
-    bool present(std::uint32_t slot) const { return extents_.present(offset(slot), stride_); }
-    void ensure(std::uint32_t slot) { extents_.ensure(offset(slot), stride_); }
+    // Whether there is such a slot, and its memory may be touched; `ensure` asks for the memory.
+    bool present(std::uint32_t slot) const { return slot < presentBelow_ || presentBeyond(slot); }
+    void ensure(std::uint32_t slot) {
+        if (slot >= presentBelow_) [[unlikely]] {
+            extents_.ensure(offset(slot), stride_);
+        }
+    }
 
     void write(std::uint32_t slot, std::uint64_t key, std::uint64_t sequence, void const* record);
     void retire(std::uint32_t slot);
@@ -63,17 +67,20 @@ class SlotArea {
     std::string describe(std::uint32_t slot, std::uint64_t key) const;
 
     void prefetch(std::uint32_t slot) const {
-        std::byte const* const at = mapping_.at(offset(slot));
+        std::byte const* const at = slots_ + std::size_t{slot} * stride_;
         for (std::uint32_t byte = 0; byte < stride_; byte += 64) {
             __builtin_prefetch(at + byte);
         }
     }
 
   private:
+    bool presentBeyond(std::uint32_t slot) const;
     std::uint64_t offset(std::uint32_t slot) const {
         return origin_ + std::uint64_t{slot} * stride_;
     }
-    SlotHeader* header(std::uint32_t slot) const { return mapping_.as<SlotHeader>(offset(slot)); }
+    SlotHeader* header(std::uint32_t slot) const {
+        return reinterpret_cast<SlotHeader*>(slots_ + std::size_t{slot} * stride_);
+    }
     static std::uint64_t const* words(SlotHeader const* at) {
         return reinterpret_cast<std::uint64_t const*>(at + 1);
     }
@@ -81,12 +88,13 @@ class SlotArea {
         return {seed_, state, key, slot};
     }
 
-    Mapping const& mapping_;
     Extents& extents_;
     std::string const& name_;
+    std::byte* slots_;
     std::uint64_t origin_;
     std::uint32_t stride_;
     std::uint32_t count_;
+    mutable std::uint32_t presentBelow_ = 0; // memory is never given back
     std::uint32_t seed_;
     Crc32c crc_;
 };

@@ -52,30 +52,37 @@ Store::Store(FileDescriptor fd, std::string name, StoreSpec const& spec, Mode mo
 
 Store::~Store() = default;
 
-void const* Store::lookup(std::uint64_t key, void* buffer) {
+void const* Store::lookupAndVerify(std::uint64_t key, void* buffer) {
     if (writable_) [[likely]] {
         return lookupOwn(key);
     }
     return lookupForeign(key, buffer) ? buffer : nullptr;
 }
 
+// The key of the last call often is this one's too: what was read is stored, or looked at again.
+inline Found& Store::findOwn(std::uint64_t key) {
+    if (lastKey_ != key || !directory_.stands(last_)) {
+        lastKey_ = key;
+        verifiedState_ = 0;
+        directory_.find(key, last_);
+    }
+    return last_;
+}
+
 void const* Store::lookupOwn(std::uint64_t key) {
-    Found const at = directory_.find(key);
+    Found const& at = findOwn(key);
     if (!at.found) {
         if (at.damaged) [[unlikely]] {
             raiseChain(at.owner);
         }
         return nullptr;
     }
-    bool const verified = verifiedState_ != 0 && verifiedKey_ == key && verifiedSlot_ == at.slot &&
-                          verifiedState_ == slots_.state(at.slot);
-    if (!verified) {
-        if (!slots_.whole(at.slot, key)) [[unlikely]] {
-            raiseSlot(at.slot, key);
-        }
-        verifiedKey_ = key;
-        verifiedSlot_ = at.slot;
-        verifiedState_ = operations_ != 0 ? slots_.state(at.slot) : 0;
+    verifiedState_ = 0;
+    if (!slots_.whole(at.slot, key)) [[unlikely]] {
+        raiseSlot(at.slot, key);
+    }
+    if (operations_ != 0) {
+        verifiedState_ = slots_.state(at.slot);
     }
     return slots_.record(at.slot);
 }
@@ -151,6 +158,16 @@ bool Store::walk(Position from, void* record, IterHint* hint) {
             if (hint != nullptr) {
                 hint->bucket = next.owner;
             }
+            if (writable_) { // who walks looks at where it is
+                lastKey_ = seen.key;
+                verifiedState_ = 0;
+                last_.found = true;
+                last_.owner = next.owner;
+                last_.tag = entryTag(next.word);
+                last_.slot = next.slot;
+                last_.word = next.word;
+                last_.cell = next.cell;
+            }
             return true;
         }
         if (!whole && seen.outcome != SlotArea::Copy::changed &&
@@ -179,23 +196,26 @@ void Store::raiseRestless(std::uint64_t key) const {
                     name_, key, readTries)};
 }
 
-Found Store::findForChange(std::uint64_t key) {
+// `last_`, which the change then brings up to date.
+Found& Store::findForChange(std::uint64_t key) {
     requireWritable();
-    Found at = directory_.find(key);
+    Found& at = findOwn(key);
+    verifiedState_ = 0;
     if (at.damaged && !at.found) [[unlikely]] {
         reportDamage(directory_.describe(at.owner));
         Recovery{*this}.run();
-        at = directory_.find(key);
+        directory_.find(key, at);
     }
     return at;
 }
 
 void Store::put(std::uint64_t key, void const* record) {
-    Found at = findForChange(key);
+    Found& at = findForChange(key);
     if (at.found) {
-        std::uint32_t const slot = takeSlot(key, record, at.slot + 1);
+        std::uint32_t const before = at.slot;
+        std::uint32_t const slot = takeSlot(key, record, before + 1);
         directory_.swing(at, slot);
-        release(at.slot);
+        release(before);
         return;
     }
     if (memberCount_ >= geometry_.capacity) {
@@ -209,7 +229,7 @@ void Store::put(std::uint64_t key, void const* record) {
 }
 
 bool Store::erase(std::uint64_t key) {
-    Found const at = findForChange(key);
+    Found& at = findForChange(key);
     if (!at.found) {
         return false;
     }
@@ -293,6 +313,7 @@ bool Store::stale(std::string const& path) const {
 }
 
 void Store::close() {
+    verifiedState_ = 0;
     if (writable_) {
         writable_ = false;
         extents_.disown();

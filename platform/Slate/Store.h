@@ -80,15 +80,22 @@ class LOAM_EXPORT Store {
     // The record's bytes, or null when the key is absent. A writer's answer points into the mapping
     // and is good until the next operation; a reader's is `buffer`, which takes a record. Raises
     // `Ombra::CorruptionDetectedException`.
-    void const* lookup(std::uint64_t key, void* buffer);
+    void const* lookup(std::uint64_t key, void* buffer) {
+        if (lastKey_ == key && verifiedState_ != 0 && directory_.stands(last_) &&
+            slots_.state(last_.slot) == verifiedState_) {
+            return slots_.record(last_.slot);
+        }
+        return lookupAndVerify(key, buffer);
+    }
 
     // For the time of one operation of the caller, on the stack. Nested ones are as one.
     class Operation {
       public:
         explicit Operation(Store& store) noexcept : store_{store} { ++store_.operations_; }
         ~Operation() {
-            --store_.operations_;
-            store_.verifiedState_ = 0;
+            if (--store_.operations_ == 0) {
+                store_.verifiedState_ = 0;
+            }
         }
         Operation(Operation const&) = delete;
         Operation& operator=(Operation const&) = delete;
@@ -138,13 +145,15 @@ class LOAM_EXPORT Store {
     friend class Recovery;
     friend class Verifier;
 
+    void const* lookupAndVerify(std::uint64_t key, void* buffer);
     void const* lookupOwn(std::uint64_t key);
     bool lookupForeign(std::uint64_t key, void* buffer);
     [[noreturn]] void raiseSlot(std::uint32_t slot, std::uint64_t key);
     [[noreturn]] void raiseChain(std::uint32_t owner);
     [[noreturn]] void raiseRestless(std::uint64_t key) const;
     bool walk(Position from, void* record, IterHint* hint);
-    Found findForChange(std::uint64_t key);
+    Found& findOwn(std::uint64_t key);
+    Found& findForChange(std::uint64_t key);
     std::uint32_t takeSlot(std::uint64_t key, void const* record, std::uint32_t released);
     void release(std::uint32_t slot);
     void memberCountIs(std::uint32_t count);
@@ -163,10 +172,10 @@ class LOAM_EXPORT Store {
     std::uint32_t memberCount_ = 0;
     std::uint64_t nextSequence_ = 0;
     std::uint64_t sequenceLimit_ = 0;
-    std::uint32_t operations_ = 0;           // held now
-    std::uint32_t verifiedSlot_ = 0;         // what the current one has verified last,
-    std::uint64_t verifiedState_ = 0;        // its state word, 0 for nothing,
-    std::uint64_t verifiedKey_ = 0;          // and its key
+    std::uint64_t lastKey_ = 0;              // what the writer asked for or stored last,
+    Found last_;                             // where that is, as long as its word stands,
+    std::uint64_t verifiedState_ = 0;        // and its slot's state when it was verified last in
+    std::uint32_t operations_ = 0;           // one of the operations that are held now; 0 for not
     std::vector<std::uint32_t> quarantined_; // slots found damaged; not used again
     std::function<void(std::string const&)> damageSink_;
     std::vector<std::string> earlyDamage_;

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <map>
+#include <random>
 
 // What an operation of the caller may leave out, and what it may not: a record is verified before
 // it is first handed out in each operation, and again when it is another.
@@ -93,15 +95,45 @@ TEST_P(Operation, ARecordInTheSlotOfTheOneVerifiedIsVerifiedAnew) {
     FAIL() << "the slot never came back";
 }
 
-TEST_P(Operation, ANestedOneLeavesNothingVerifiedBehind) {
+TEST_P(Operation, NestedOnesAreAsOne) {
     auto* const record = bytesOf(1);
-    Slate::Store::Operation const outer{*store};
     {
-        Slate::Store::Operation const inner{*store};
-        EXPECT_EQ(get(*store, 1), 10);
+        Slate::Store::Operation const outer{*store};
+        {
+            Slate::Store::Operation const inner{*store};
+            EXPECT_EQ(get(*store, 1), 10);
+        }
+        damage(record);
+        EXPECT_FALSE(raises(1));
     }
-    damage(record);
     EXPECT_TRUE(raises(1));
+}
+
+// The writer remembers where it found or stored a key last. In chains of several buckets the last
+// entry moves when another one goes.
+TEST_P(Operation, KeysAreFoundWhereTheyAreWhateverWasAskedForLast) {
+    std::uint64_t const chain = 7ULL * store->geometry().bucketCount; // of versions
+    std::mt19937 random{11};
+    auto const anyKey = [&] { return 1 + random() % 7 + (random() % 12) * chain; };
+    std::map<std::uint64_t, std::uint32_t> expected{{1, 10}, {2, 20}};
+    std::uint64_t key = 1;
+    for (std::uint32_t step = 0; step < 50'000; ++step) {
+        key = random() % 2 == 0 ? key : anyKey();
+        switch (random() % 4) {
+        case 0:
+            if (expected.size() < 60 || expected.contains(key)) {
+                put(*store, key, step);
+                expected[key] = step;
+            }
+            break;
+        case 1:
+            ASSERT_EQ(store->erase(key), expected.erase(key) == 1) << step;
+            break;
+        default:
+            ASSERT_EQ(get(*store, key), expected.contains(key) ? expected[key] : -1) << step;
+        }
+    }
+    EXPECT_EQ(store->memberCount(), expected.size());
 }
 
 // Nothing verified and a state word that was cleared must not be taken for equal.
