@@ -7,6 +7,7 @@
 #include <Zet/HashMap2018Nodes.h>
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <type_traits>
 
@@ -46,7 +47,7 @@ class HashMap2018 : public HashMap2018Generic {
     static KeyArg keyArg(Key const& key) noexcept { return KeyArg{&key, hash(key)}; }
 
     // The node with that key, or null.
-    HN const* operator[](Key const& key) const { return find(keyArg(key)); }
+    HN const* operator[](Key const& key) const { return empty() ? nullptr : find(keyArg(key)); }
     HN* find(KeyArg const& key) { return const_cast<HN*>(std::as_const(*this).find(key)); }
     HN const* find(KeyArg const& key) const {
         HashMap2018BucketHdr const& bucket = *bucketOf(key.hash);
@@ -55,7 +56,16 @@ class HashMap2018 : public HashMap2018Generic {
     }
 
     // Adds a node whose key is not there.
-    void add(KeyArg const& key, HN node) { newMemberG(vt_, key, &node); }
+    void add(KeyArg const& key, HN node) {
+        HashMap2018BucketHdr& bucket = *bucketOf(key.hash);
+        if (bucket.inUse() < bucket.capacity() && !bucket.held()) [[likely]] {
+            new (nodesOf(bucket) + bucket.inUse()) HN{std::move(node)};
+            bucket.add(key.hash);
+            sizeInc();
+        } else {
+            newMemberG(vt_, key, &node);
+        }
+    }
 
     // A node that was taken out, or the knowledge that there was none.
     class Removed {
@@ -108,8 +118,16 @@ class HashMap2018 : public HashMap2018Generic {
     };
 
   private:
+    static HN* nodesOf(HashMap2018BucketHdr& bucket) noexcept {
+        return reinterpret_cast<HN*>(bucket.nodes());
+    }
     static HN const* nodesOf(HashMap2018BucketHdr const& bucket) noexcept {
         return reinterpret_cast<HN const*>(bucket.nodes());
+    }
+
+    // Counted pointers may be moved as bytes, as long as each stands in one place afterwards.
+    static void moveBytes(void* target, HN const* source) noexcept {
+        std::memcpy(target, static_cast<void const*>(source), sizeof(HN));
     }
 
     static std::uint32_t indexIn(HashMap2018BucketHdr const& bucket, KeyArg const& key) {
@@ -124,19 +142,22 @@ class HashMap2018 : public HashMap2018Generic {
         if (index == HashMap2018BucketHdr::none) {
             return false;
         }
-        if (HashMap2018Hooks<HN>::trivial && !bucket.held()) [[likely]] {
-            auto* const nodes = reinterpret_cast<HN*>(bucket.nodes());
-            if (room != nullptr) {
-                new (room) HN(nodes[index]);
-            }
-            std::uint32_t const last = bucket.inUse() - 1;
-            nodes[index] = nodes[last];
-            lastTakesPlaceOf(bucket, index);
-            sizeDec();
-            removedOneOf(vt_, last, key.hash);
-        } else {
+        if (bucket.held()) [[unlikely]] {
             removeFoundG(vt_, bucket, index, key.hash, room);
+            return true;
         }
+        // A value that is let go may use the map: it finds everything in order.
+        Removed gone;
+        HN* const nodes = nodesOf(bucket);
+        std::uint32_t const last = bucket.inUse() - 1;
+        moveBytes(room != nullptr ? room : gone.room_, nodes + index);
+        if (index != last) {
+            moveBytes(nodes + index, nodes + last);
+        }
+        lastTakesPlaceOf(bucket, index);
+        sizeDec();
+        removedOneOf(vt_, last, key.hash);
+        gone.there_ = room == nullptr;
         return true;
     }
 };

@@ -389,7 +389,7 @@ struct HashMap2018Generic::Engine {
     bool mergeOnce(std::uint32_t hash) {
         Bucket& bucket = *map.bucketOf(hash);
         std::uint32_t const depthOfBoth = bucket.depth();
-        if (depthOfBoth == 0) {
+        if (depthOfBoth <= keptDepth) {
             return false;
         }
         std::uint32_t const lastBit = 1U << (32 - depthOfBoth);
@@ -405,22 +405,28 @@ struct HashMap2018Generic::Engine {
         point(*both, hash, both);
         countAtDepth(depthOfBoth, -2);
         countAtDepth(depthOfBoth - 1, 1);
-        vt.bktHdrRefDec(&high);
-        if (both != &low) {
-            vt.bktHdrRefDec(&low);
+        for (Bucket* const former : {&low, &high}) {
+            if (former != both) {
+                vt.bktHdrRefDec(former);
+            }
         }
         return true;
     }
 
+    // The one with fewer nodes gives them up.
     Bucket* mergeInPlace(Bucket& low, Bucket& high) const {
-        while (high.inUse() != 0) {
-            std::uint32_t const last = high.inUse() - 1;
-            transfer(vt, nodeAt(vt, low, low.inUse()), nodeAt(vt, high, last), MoveOrCopy::move);
-            low.add(high.hash(last));
-            high.dropLast();
+        bool const toLow = high.inUse() <= low.inUse();
+        Bucket& target = toLow ? low : high;
+        Bucket& source = toLow ? high : low;
+        while (source.inUse() != 0) {
+            std::uint32_t const last = source.inUse() - 1;
+            transfer(vt, nodeAt(vt, target, target.inUse()), nodeAt(vt, source, last),
+                     MoveOrCopy::move);
+            target.add(source.hash(last));
+            source.dropLast();
         }
-        low.depthIs(low.depth() - 1);
-        return &low;
+        target.depthIs(target.depth() - 1);
+        return &target;
     }
 
     Bucket* mergeIntoNew(Bucket& low, Bucket& high) const {

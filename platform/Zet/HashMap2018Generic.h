@@ -21,7 +21,7 @@
 // behind a known node whatever changed meanwhile.
 //
 // A map without a directory of its own has one bucket. An empty map that never held anything has
-// allocated nothing; one that was emptied keeps one bucket.
+// allocated nothing; one that was emptied keeps eight buckets at most.
 //
 // Invariants: every word of the directory leads to a bucket; the 2^(global depth - depth) words of
 // a bucket are adjacent; a bucket with more than one reference is not changed
@@ -92,6 +92,7 @@ class LOAM_EXPORT HashMap2018Generic {
             mergeAround(vt, hash);
         }
     }
+    void sizeInc() noexcept { ++size_; }
     void sizeDec() noexcept { --size_; }
 
   private:
@@ -99,9 +100,12 @@ class LOAM_EXPORT HashMap2018Generic {
     friend struct Engine;
 
     // Two neighbours become one when one of them falls to this count and both together fill at most
-    // half a bucket. So a map that swings around a size does not split and merge all the time.
+    // half a bucket. So a map that swings around a size does not split and merge all the time. Nor
+    // does one that is filled with some dozens of nodes and emptied, over and over: neighbours that
+    // have no more than the kept depth in common stay apart.
     static constexpr std::uint32_t mergeTrigger = 3;
     static constexpr std::uint32_t mergedLimit = HashMap2018BucketHdr::standardCapacity / 2;
+    static constexpr std::uint32_t keptDepth = 3;
     static_assert(2 * mergeTrigger <= mergedLimit);
 
     void mergeAround(HashMap2018VTable const& vt, std::uint32_t hash);

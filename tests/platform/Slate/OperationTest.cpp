@@ -130,7 +130,8 @@ TEST_P(Operation, KeysAreFoundWhereTheyAreWhateverWasAskedForLast) {
             ASSERT_EQ(store->erase(key), expected.erase(key) == 1) << step;
             break;
         default:
-            ASSERT_EQ(get(*store, key), expected.contains(key) ? expected[key] : -1) << step;
+            ASSERT_EQ(get(*store, key), expected.contains(key) ? std::int64_t{expected[key]} : -1)
+                << step;
         }
     }
     EXPECT_EQ(store->memberCount(), expected.size());
