@@ -37,7 +37,7 @@ class LOAM_EXPORT Node {
 
     void refInc() const noexcept {
         if (ThreadControl::tsp_) [[unlikely]] {
-            atomicCount().fetch_add(1, std::memory_order_relaxed);
+            refIncAtomically();
         } else {
             ++refCount_;
         }
@@ -45,9 +45,7 @@ class LOAM_EXPORT Node {
 
     void refDec() const {
         if (ThreadControl::tsp_) [[unlikely]] {
-            if (atomicCount().fetch_sub(1, std::memory_order_acq_rel) == 1) {
-                lastUserGone();
-            }
+            refDecAtomically();
         } else if (--refCount_ == 0) {
             lastUserGone();
         }
@@ -65,6 +63,8 @@ class LOAM_EXPORT Node {
     static constexpr std::uint32_t flagDeleted = 0x20000000;
 
   private:
+    void refIncAtomically() const noexcept;
+    void refDecAtomically() const;
     std::atomic_ref<std::uint32_t> atomicCount() const noexcept {
         return std::atomic_ref<std::uint32_t>{refCount_};
     }
