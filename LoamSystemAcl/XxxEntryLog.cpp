@@ -53,12 +53,10 @@ Ombra::TypeData XxxEntryLog::typeData() const {
     return Ombra::typeDataOf<XxxEntryLog>;
 }
 
-Ombra::Ptr<XxxConfigSlate> XxxEntryLog::tableConfigSlate(Asic::UnitId unitId) const {
-    auto& asked = asked_[unitId % asked_.size()];
-    if (asked.configSlate == nullptr || asked.unitId != unitId) {
-        asked = {unitId, ConfigSlateAttr::get(tableConfigSlate_, unitId).get()};
-    }
-    return Ombra::Ptr<XxxConfigSlate>{asked.configSlate};
+Ombra::Ptr<XxxConfigSlate> XxxEntryLog::askConfigSlate(Asic::UnitId unitId) const {
+    auto configSlate = ConfigSlateAttr::get(tableConfigSlate_, unitId);
+    asked_[unitId % asked_.size()] = {unitId, configSlate.get()};
+    return configSlate;
 }
 
 void XxxEntryLog::tableConfigSlateIs(Asic::UnitId unitId,

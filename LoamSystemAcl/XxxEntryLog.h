@@ -55,7 +55,13 @@ class LOAM_EXPORT XxxEntryLog final : public Zet::Tracked<XxxEntryLog, Asic::Ent
 
     // The configuration table of a unit, null when it is not mounted. Setting null removes the
     // unit.
-    Ombra::Ptr<XxxConfigSlate> tableConfigSlate(Asic::UnitId unitId) const;
+    Ombra::Ptr<XxxConfigSlate> tableConfigSlate(Asic::UnitId unitId) const {
+        auto const& asked = asked_[unitId % asked_.size()];
+        if (asked.configSlate == nullptr || asked.unitId != unitId) {
+            return askConfigSlate(unitId);
+        }
+        return Ombra::Ptr<XxxConfigSlate>{asked.configSlate};
+    }
     void tableConfigSlateIs(Asic::UnitId unitId, Ombra::Ptr<XxxConfigSlate> const& configSlate);
     Ombra::Ptr<XxxConfigSlate> tableConfigSlateDel(Asic::UnitId unitId);
     void tableConfigSlateDelAll();
@@ -94,6 +100,8 @@ class LOAM_EXPORT XxxEntryLog final : public Zet::Tracked<XxxEntryLog, Asic::Ent
 
   private:
     friend struct Zet::Described<XxxEntryLog>;
+
+    Ombra::Ptr<XxxConfigSlate> askConfigSlate(Asic::UnitId unitId) const;
 
     Ombra::Ptr<XxxEntryLogSlate> tableEntryLog_;
     TableConfigSlate tableConfigSlate_;

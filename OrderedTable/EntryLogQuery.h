@@ -14,8 +14,10 @@ template <typename E>
 auto EntryLogAccessor<E>::entry(Key const& key, UnitId unitId) const -> LogEntry {
     ZET_TRACE(_defaultTraceHandle(), 8, className(), " key: {} unitId:{}", key, unitId);
     auto const configSlate = entryLog_->tableConfigSlate(unitId);
-    auto const stored = OrderedTable::recordOf(configSlate->swTableEntries(), key);
-    return stored.inDeletion() ? LogEntry{} : stored.logEntry();
+    return OrderedTable::fromRecordOf(
+        configSlate->swTableEntries(), key, [](ConfigSlateEntry const& stored) {
+            return stored.inDeletion() ? LogEntry{} : stored.logEntry();
+        });
 }
 
 // Two reads, the first for the found flag: a record whose second read finds it damaged counts as
@@ -27,7 +29,8 @@ bool EntryLogAccessor<E>::entryHas(Key const& key, UnitId unitId) const {
     auto& entries = configSlate->swTableEntries();
     OrderedTable::ReadOnce const once{entries};
     return OrderedTable::recordHas(entries, key) &&
-           !OrderedTable::recordOf(entries, key).inDeletion();
+           !OrderedTable::fromRecordOf(
+               entries, key, [](ConfigSlateEntry const& stored) { return stored.inDeletion(); });
 }
 
 // The keys carry nothing; the read is for its report of corruption.
@@ -43,7 +46,9 @@ template <typename E>
 LogVersion EntryLogAccessor<E>::entryLogVersion(Key const& key, UnitId unitId) const {
     ZET_TRACE(_defaultTraceHandle(), 8, className(), " key: {} unitId:{}", key, unitId);
     auto const configSlate = entryLog_->tableConfigSlate(unitId);
-    return OrderedTable::recordOf(configSlate->swTableEntries(), key).logVersion();
+    return OrderedTable::fromRecordOf(
+        configSlate->swTableEntries(), key,
+        [](ConfigSlateEntry const& stored) { return stored.logVersion(); });
 }
 
 // Costs a walk; not for a hot path.

@@ -40,14 +40,11 @@ template <typename E>
 void EntryLogAccessor<E>::removeLogRecord(LogVersion version) {
     auto& log = *entryLog_->tableEntryLog();
     auto& changes = log.entryLogConfig();
-    LogSlateEntry change;
-    {
-        OrderedTable::ReadOnce const once{changes};
-        if (!OrderedTable::recordHas(changes, version)) {
-            return;
-        }
-        change = OrderedTable::recordOf(changes, version);
+    OrderedTable::ReadOnce const once{changes};
+    if (!OrderedTable::recordHas(changes, version)) {
+        return;
     }
+    LogSlateEntry const change = OrderedTable::recordOf(changes, version);
     log.entryLogConfigDel(version);
     applyTrimmed(change);
 }
@@ -65,7 +62,9 @@ void EntryLogAccessor<E>::applyTrimmed(LogSlateEntry const& change) {
     auto& entries = configSlate->swTableEntries();
     if (flagHas(change.logFlags, EntryFlags::flagEntryDeleted)) {
         Key const key = change.logEntry.key();
-        if (OrderedTable::recordOf(entries, key).logVersion() == change.version) {
+        auto const stored = OrderedTable::fromRecordOf(
+            entries, key, [](ConfigSlateEntry const& record) { return record.logVersion(); });
+        if (stored == change.version) {
             configSlate->swTableEntriesDel(key);
         }
     } else if (flagHas(change.logFlags, EntryFlags::flagTableDeleted)) {

@@ -20,8 +20,8 @@ template <typename T>
 template <typename Key, typename Entry>
 Entry OrderedSwTableAccessor<T>::entryReadGeneric(Key const& key) const {
     ZET_TRACE(_defaultTraceHandle(), 8, className, "key: {}", key);
-    if (auto const pending = swTable_->transientAddEntry(key)) {
-        return pending->swTableEntry();
+    if (auto const* const pending = swTable_->transientAddEntryColl()[key]) {
+        return pending->value()->swTableEntry();
     }
     if (swTable_->transientRemoveEntryHas(key)) {
         return Entry{};
@@ -44,12 +44,10 @@ Entry OrderedSwTableAccessor<T>::entryFromConfig(Key const& key) const {
     ZET_TRACE(_defaultTraceHandle(), 8, className, "key: {}", key);
     auto const entryLog = swTable_->entryLog();
     auto const configSlate = entryLog->tableConfigSlate(swTable_->unitId());
-    Record const record = OrderedTable::recordOf(configSlate->swTableEntries(), key);
-    Record const none{};
-    if (Record::isEq(&record, &none) || record.inDeletion()) {
-        return Entry{};
-    }
-    return record.entry();
+    return OrderedTable::fromRecordOf(configSlate->swTableEntries(), key, [](Record const& record) {
+        static Record const none{};
+        return Record::isEq(&record, &none) || record.inDeletion() ? Entry{} : record.entry();
+    });
 }
 
 template <typename T>

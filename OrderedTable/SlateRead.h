@@ -10,8 +10,8 @@
 #include <optional>
 
 // How the tables read shared memory: every read is wrapped alike, so that corruption never stops an
-// agent but turns the damaged read into an empty one. The record is copied out at once; no
-// reference into the map outlives the read.
+// agent but turns the damaged read into an empty one. What is wanted of the record is copied out at
+// once; no reference into the map outlives the read.
 namespace OrderedTable {
 
 // Held while one operation reads a record more than once: the store then verifies it at the first
@@ -32,15 +32,22 @@ requires(!requires(Map & map) { map.store(); }) class ReadOnce<Map> {
     explicit ReadOnce(Map&) noexcept {}
 };
 
-// The record of `key`, or the type's default record when it is absent or damaged.
-template <typename Map, typename Key>
-typename Map::Record recordOf(Map& map, Key const& key) {
+// What `take` gives of the record of `key`, or of the type's default record when that is absent or
+// damaged. `take` looks where the record lies: it only copies.
+template <typename Map, typename Key, typename Take>
+auto fromRecordOf(Map& map, Key const& key, Take const& take) {
     try {
-        return map.lookup(key, nullptr, nullptr);
+        return take(map.lookup(key, nullptr, nullptr));
     } catch (Ombra::CorruptionDetectedException const& corruption) {
         map.doCorruptionDetected(corruption.msg());
     }
-    return Map::defaultRecord();
+    return take(Map::defaultRecord());
+}
+
+// The record of `key`, or the type's default record when it is absent or damaged.
+template <typename Map, typename Key>
+typename Map::Record recordOf(Map& map, Key const& key) {
+    return fromRecordOf(map, key, [](typename Map::Record const& record) { return record; });
 }
 
 // Whether the map has a record for `key`. Of a damaged one, what the map found out before it saw
