@@ -221,7 +221,7 @@ def machine():
         ),
         platform.machine(),
     )
-    kernel = platform.release()
+    kernel = platform.release().split("-")[0]
     return f"{model}, {os.cpu_count()} processors, Linux {kernel}"
 
 
