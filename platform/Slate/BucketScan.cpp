@@ -1,7 +1,10 @@
 #include <Slate/BucketScan.h>
 #include <Slate/Shared.h>
 
-#if defined(__x86_64__)
+// SLATE_WORD_BY_WORD is defined in builds with the thread sanitizer, which knows no vector load
+// whose words are each read as a whole, and would take it for a plain read.
+#if defined(__x86_64__) && !defined(SLATE_WORD_BY_WORD)
+#define SLATE_HAS_VECTORS
 #include <immintrin.h>
 #endif
 
@@ -51,19 +54,22 @@ BucketTags simpleTags(Bucket const& bucket, std::uint64_t from) {
 
 constexpr BucketScan simpleScan{&simpleView, &simpleTags};
 
-#if defined(__x86_64__)
+#ifdef SLATE_HAS_VECTORS
 #define SLATE_AVX2 __attribute__((target("avx2")))
 
 // The two halves of a bucket; the link in the second is taken for empty. Each 8-byte word of an
-// aligned vector load is read as a whole.
+// aligned vector load is read as a whole; once, since another process may be changing it, so that
+// what is concluded from it fits together.
 struct Halves {
     __m256i part[2];
 };
 
 SLATE_AVX2 inline Halves load(Bucket const& bucket) {
-    auto const* const from = reinterpret_cast<__m256i const*>(bucket.entry);
+    auto const* const from = reinterpret_cast<__m256i const volatile*>(bucket.entry);
     __m256i const noLink = _mm256_set_epi64x(0, -1, -1, -1);
-    return {{_mm256_load_si256(from), _mm256_and_si256(_mm256_load_si256(from + 1), noLink)}};
+    __m256i const first = from[0];
+    __m256i const second = from[1];
+    return {{first, _mm256_and_si256(second, noLink)}};
 }
 
 SLATE_AVX2 inline std::uint32_t bits(__m256i lanes) {
@@ -160,7 +166,7 @@ BucketScan const& BucketScan::simple() {
 }
 
 BucketScan const& BucketScan::best() {
-#if defined(__x86_64__)
+#ifdef SLATE_HAS_VECTORS
     static bool const has = __builtin_cpu_supports("avx2");
     return has ? fastScan : simpleScan;
 #else

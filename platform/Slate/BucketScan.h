@@ -40,7 +40,7 @@ inline constexpr std::uint32_t allOccupied = (1U << bucketEntries) - 1;
 // The entries with that tag, as bits. Of tag 0, empty entries may be among them. Small enough to
 // stand where it is used: what a look-up that finds its key has of a bucket.
 inline std::uint32_t tagMatches(Bucket const& bucket, std::uint32_t tag) {
-#if defined(__SSE2__)
+#if defined(__SSE2__) && !defined(SLATE_WORD_BY_WORD)
     // Tags are the upper halves of the words. Each word of an aligned load is read as a whole.
     auto const* const from = reinterpret_cast<float const*>(bucket.entry);
     auto const upper = [from](int word) {

@@ -1,4 +1,5 @@
 #include <Slate/Exceptions.h>
+#include <Slate/MapCalls.h>
 #include <Slate/Mapping.h>
 
 #include <fmt/format.h>
@@ -10,6 +11,30 @@
 #include <unistd.h>
 
 namespace Slate {
+
+namespace {
+
+void* realMap(int fd, std::size_t bytes, bool writable) {
+    int const protection = writable ? PROT_READ | PROT_WRITE : PROT_READ;
+    return ::mmap(nullptr, bytes, protection, MAP_SHARED, fd, 0);
+}
+
+void realUnmap(void* at, std::size_t bytes) {
+    ::munmap(at, bytes);
+}
+
+constexpr MapCalls real{&realMap, &realUnmap};
+MapCalls mapCalls = real;
+
+} // namespace
+
+void mapCallsAre(MapCalls const& calls) {
+    mapCalls = calls;
+}
+
+MapCalls const& realMapCalls() {
+    return real;
+}
 
 FileDescriptor::~FileDescriptor() {
     if (fd_ >= 0) {
@@ -23,8 +48,7 @@ Mapping::Mapping(FileDescriptor file, std::string const& name, std::uint64_t byt
         throw BadFileException{
             fmt::format("{}: {} bytes do not fit into this process", name, bytes)};
     }
-    int const protection = writable ? PROT_READ | PROT_WRITE : PROT_READ;
-    void* const address = ::mmap(nullptr, bytes_, protection, MAP_SHARED, file_.get(), 0);
+    void* const address = mapCalls.map(file_.get(), bytes_, writable);
     if (address == MAP_FAILED) {
         throw BadFileException{
             fmt::format("{}: {} bytes can't be mapped: {}", name, bytes, std::strerror(errno))};
@@ -33,7 +57,7 @@ Mapping::Mapping(FileDescriptor file, std::string const& name, std::uint64_t byt
 }
 
 Mapping::~Mapping() {
-    ::munmap(base_, bytes_);
+    mapCalls.unmap(base_, bytes_);
 }
 
 } // namespace Slate
