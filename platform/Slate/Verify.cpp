@@ -24,17 +24,51 @@ class Verifier {
     VerifyResult run() {
         checkSettled([this] { checkControl(); });
         checkSettled([this] { checkExtents(); });
-        for (std::uint32_t owner = 0; owner < store_.geometry_.bucketCount; ++owner) {
+        Geometry const& geometry = store_.geometry_;
+        for (std::uint32_t owner = 0;; ++owner) {
+            owner = firstWithMemory(owner, geometry.directoryOffset, sizeof(Bucket));
+            if (owner >= geometry.bucketCount) {
+                break;
+            }
             checkSettled([this, owner] { checkChain(owner); });
             result_.records += found_;
         }
-        for (std::uint32_t slot = 0; slot < store_.slots_.count(); ++slot) {
+        for (std::uint32_t slot = 0;; ++slot) {
+            slot = firstWithMemory(slot, geometry.slotOffset, geometry.slotStride);
+            if (slot >= store_.slots_.count()) {
+                break;
+            }
             checkSettled([this, slot] { checkSlot(slot); });
         }
         return result_;
     }
 
   private:
+    // Of an array at `origin`, the first element at or behind `number` whose extent has its memory,
+    // or is damaged in the table. Files are sparse, so what lies in an extent is passed at once.
+    std::uint32_t firstWithMemory(std::uint64_t number, std::uint64_t origin,
+                                  std::uint64_t stride) const {
+        Geometry const& geometry = store_.geometry_;
+        for (;;) {
+            std::uint64_t const offset = origin + number * stride;
+            if (offset >= geometry.fileBytes || mayHaveMemory(offset)) {
+                return static_cast<std::uint32_t>(number);
+            }
+            std::uint64_t const extent =
+                (offset - geometry.directoryOffset) / geometry.extentBytes + 1;
+            std::uint64_t const end = geometry.directoryOffset + extent * geometry.extentBytes;
+            number = (end - origin + stride - 1) / stride;
+        }
+    }
+
+    bool mayHaveMemory(std::uint64_t offset) const {
+        try {
+            return store_.extents_.presentAt(offset);
+        } catch (Ombra::CorruptionDetectedException const&) {
+            return true; // the check itself says so
+        }
+    }
+
     // Runs a check until it finds nothing, or the same twice. What a writer changed under every
     // look is what it works on, and no damage.
     template <typename Check>
