@@ -4,6 +4,7 @@
 #include <crash/Killed.h>
 #include <cstdlib>
 #include <string>
+#include <support/Figures.h>
 #include <support/TemporaryRoot.h>
 #include <vector>
 
@@ -180,8 +181,10 @@ auto const nameOf = [](auto const& test) { return std::string{test.param.name}; 
 class KilledAnywhere : public testing::TestWithParam<Case> {};
 
 TEST_P(KilledAnywhere, LeavesWhatTheRulesNameAndNothingElse) {
+    testing_support::Figures boundaries{"boundaries between instructions"};
     auto const found =
         killBehindEveryInstruction(GetParam().scenario, {.restartEvery = 8}, GetParam().name);
+    boundaries.count += found.boundaries;
     expectNothingWrong(found);
     fmt::print("{}\n", textOf(found));
 }
@@ -192,8 +195,10 @@ INSTANTIATE_TEST_SUITE_P(In, KilledAnywhere, testing::ValuesIn(changes(1, 2, 3))
 class KilledInAStart : public testing::TestWithParam<Case> {};
 
 TEST_P(KilledInAStart, LeavesWhatTheRulesNameAndNothingElse) {
+    testing_support::Figures boundaries{"boundaries between instructions"};
     Effort const effort{.restartEvery = 5, .systemCallsAlone = boundariesWanted() == 0};
     auto const found = killBehindEveryInstruction(GetParam().scenario, effort, GetParam().name);
+    boundaries.count += found.boundaries;
     expectNothingWrong(found);
     fmt::print("{}\n", textOf(found));
 }
@@ -203,6 +208,7 @@ INSTANTIATE_TEST_SUITE_P(In, KilledInAStart, testing::ValuesIn(starts()), nameOf
 // All changes again and again, with other keys, and with deaths in the restarts too, until
 // LOAM_CRASH_BOUNDARIES stops were looked behind; one change when that isn't set.
 TEST(KilledTwice, LeavesWhatTheRulesName) {
+    testing_support::Figures boundaries{"boundaries between instructions"};
     Findings all;
     for (unsigned round = 0; round == 0 || all.boundaries < boundariesWanted(); ++round) {
         unsigned const first = 1 + round * 7919;
@@ -212,6 +218,7 @@ TEST(KilledTwice, LeavesWhatTheRulesName) {
                 each.scenario, {.restartEvery = 4, .secondKillAt = 1 + round % 12}, each.name);
             expectNothingWrong(found);
             all.add(found);
+            boundaries.count += found.boundaries;
             if (HasFailure() || boundariesWanted() == 0) {
                 break;
             }

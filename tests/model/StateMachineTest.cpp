@@ -10,6 +10,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <support/Figures.h>
 
 // Library and reference model take the same random steps, and after each of them every answer that
 // anybody can get is compared: readers, iterations, handles, response handlers, helpers,
@@ -260,9 +261,12 @@ void runScript(Script const& script, Profile const& profile) {
 bool holds(char const* name, Profile const& profile) {
     steps = 0;
     deaths = 0;
+    testing_support::Figures figures{"steps of library and model"};
     bool const result = rc::check(name, [&] { runScript(*anyScript(profile), profile); });
     std::printf("%s: %llu steps, %llu deaths within a step\n", name,
                 static_cast<unsigned long long>(steps), static_cast<unsigned long long>(deaths));
+    figures.count = steps;
+    EXPECT_TRUE(result); // before the figures are told
     return result;
 }
 

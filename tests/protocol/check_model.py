@@ -60,6 +60,7 @@ def main(arguments):
     if errors or not whole:
         print(report)
     print(f"{model.name}: {errors} errors, {states} states, {'all' if whole else 'NOT ALL'} seen")
+    print(f"figures: {states} states of protocols, {'something' if errors else 'nothing'} lost")
     return 0 if errors == 0 and whole else 1
 
 

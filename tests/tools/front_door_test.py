@@ -118,7 +118,22 @@ class Test(FrontDoor):
     def test_LongTakesTheLongTestsAndTheProgramsUnderSanitizers(self):
         self.assertEqual(self.start("test", "--long").returncode, 0)
         self.assertIn("build asan", self.calls())
-        self.assertFalse([call for call in self.ctest_calls() if "-LE" in call])
+        self.assertIn("build tsan", self.calls())
+        short = [call for call in self.ctest_calls() if "-LE" in call]
+        self.assertTrue(all("--preset tsan" in call for call in short), short)
+
+    def test_TheFiguresThatTestsHaveCountedAreAddedUp(self):
+        log = self.project / "build/debug/Testing/Temporary/LastTest.log"
+        log.parent.mkdir(parents=True)
+        log.write_text(
+            "figures: 1200 kills, nothing lost\n"
+            "noise\n"
+            "figures: 34 kills, nothing lost\n"
+            "figures: 7 steps of a walk, something lost\n"
+        )
+        for arguments in ((), ("Kill",)):
+            out = self.start("test", *arguments).stdout
+            self.assertIn("1,234 kills, nothing lost\n7 steps of a walk, SOMETHING lost\n", out)
 
     def test_TestRefusesWhatItDoesNotKnow(self):
         for arguments, words in (

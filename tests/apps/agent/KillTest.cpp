@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <random>
+#include <support/Figures.h>
 #include <support/Programs.h>
 #include <thread>
 
@@ -64,7 +65,7 @@ TEST_P(Kill, AtRandomMomentsEndsWithHardwareAndTablesEqual) {
     auto const seed = std::random_device{}();
     std::mt19937 random{seed};
     auto hw = programs.startHw();
-    unsigned kills = 0;
+    testing_support::Figures kills{"kills at random moments"};
     for (unsigned round = 1; round <= rounds(); ++round) {
         SCOPED_TRACE(testing::Message() << "seed " << seed << ", round " << round);
         programs.generatedPolicyIs(perType, round);
@@ -74,13 +75,13 @@ TEST_P(Kill, AtRandomMomentsEndsWithHardwareAndTablesEqual) {
         if (GetParam().agent) {
             agent->signal(SIGKILL);
             agent->wait();
-            ++kills;
+            ++kills.count;
             ASSERT_NO_FATAL_FAILURE(look(programs));
         }
         if (GetParam().hw) {
             hw->signal(SIGKILL);
             hw->wait();
-            ++kills;
+            ++kills.count;
             ASSERT_NO_FATAL_FAILURE(look(programs));
             hw = programs.startHw();
         }
@@ -95,7 +96,6 @@ TEST_P(Kill, AtRandomMomentsEndsWithHardwareAndTablesEqual) {
         }
         hw = programs.startHw();
     }
-    std::printf("%u kills, nothing lost\n", kills);
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, Kill,

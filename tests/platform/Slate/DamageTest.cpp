@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <functional>
+#include <support/Figures.h>
 
 // Small stores are damaged bit by bit and word by word; whatever is read then is right or raises.
 using namespace SlateTest;
@@ -106,11 +107,13 @@ class Damaged : public testing::TestWithParam<Order> {
 } // namespace
 
 TEST_P(Damaged, EveryFlippedBitIsHarmlessOrRaisesInAReader) {
+    testing_support::Figures bits{"flipped bits"};
     std::size_t raised = 0;
     for (std::uint64_t const offset : words()) {
         std::uint64_t const good = file_.wordAt(offset);
         for (int bit = 0; bit < 64; ++bit) {
             file_.wordAtIs(offset, good ^ (std::uint64_t{1} << bit));
+            ++bits.count;
             auto const reader = file_.reader();
             raised += raisedOn(*reader, fmt::format("offset {}, bit {}", offset, bit));
             ASSERT_FALSE(HasFailure());
@@ -121,12 +124,14 @@ TEST_P(Damaged, EveryFlippedBitIsHarmlessOrRaisesInAReader) {
 }
 
 TEST_P(Damaged, EveryFlippedBitIsHarmlessOrRaisesInTheWriterThatIsRunning) {
+    testing_support::Figures bits{"flipped bits"};
     auto const writer = file_.writer();
     std::size_t raised = 0;
     for (std::uint64_t const offset : words()) {
         std::uint64_t const good = file_.wordAt(offset);
         for (int bit = 0; bit < 64; bit += 3) {
             file_.wordAtIs(offset, good ^ (std::uint64_t{1} << bit));
+            ++bits.count;
             raised += raisedOn(*writer, fmt::format("offset {}, bit {}", offset, bit));
             ASSERT_FALSE(HasFailure());
         }
@@ -136,6 +141,7 @@ TEST_P(Damaged, EveryFlippedBitIsHarmlessOrRaisesInTheWriterThatIsRunning) {
 }
 
 TEST_P(Damaged, EveryFlippedBitIsHarmlessOrRaisesAfterARestart) {
+    testing_support::Figures bits{"flipped bits"};
     std::vector<char> image(geometry_.fileBytes);
     ASSERT_EQ(::pread(file_.fd(), image.data(), image.size(), 0),
               static_cast<ssize_t>(image.size()));
@@ -144,6 +150,7 @@ TEST_P(Damaged, EveryFlippedBitIsHarmlessOrRaisesAfterARestart) {
             ASSERT_EQ(::pwrite(file_.fd(), image.data(), image.size(), 0),
                       static_cast<ssize_t>(image.size()));
             file_.wordAtIs(offset, file_.wordAt(offset) ^ (std::uint64_t{1} << bit));
+            ++bits.count;
             auto const writer = file_.writer();
             raisedOn(*writer, fmt::format("offset {}, bit {}", offset, bit));
             ASSERT_FALSE(HasFailure());
@@ -153,6 +160,7 @@ TEST_P(Damaged, EveryFlippedBitIsHarmlessOrRaisesAfterARestart) {
 
 // Stores and removals get by any damage, and what they did is there afterwards.
 TEST_P(Damaged, WritingGoesOnOverEveryFlippedBit) {
+    testing_support::Figures bits{"flipped bits"};
     std::vector<char> image(geometry_.fileBytes);
     ASSERT_EQ(::pread(file_.fd(), image.data(), image.size(), 0),
               static_cast<ssize_t>(image.size()));
@@ -162,6 +170,7 @@ TEST_P(Damaged, WritingGoesOnOverEveryFlippedBit) {
                       static_cast<ssize_t>(image.size()));
             auto const writer = file_.writer();
             file_.wordAtIs(offset, file_.wordAt(offset) ^ (std::uint64_t{1} << bit));
+            ++bits.count;
             std::string const what = fmt::format("offset {}, bit {}", offset, bit);
             for (std::uint64_t index = 0; index < 11; ++index) {
                 put(*writer, keyAt(index), 500);
@@ -178,10 +187,12 @@ TEST_P(Damaged, WritingGoesOnOverEveryFlippedBit) {
 }
 
 TEST_P(Damaged, VerifyReportsEveryFlippedBitThatCanMatter) {
+    testing_support::Figures bits{"flipped bits"};
     for (std::uint64_t const offset : words()) {
         std::uint64_t const good = file_.wordAt(offset);
         for (int bit = static_cast<int>(offset / 8 % 5); bit < 64; bit += 5) {
             file_.wordAtIs(offset, good ^ (std::uint64_t{1} << bit));
+            ++bits.count;
             std::uint64_t found = 0;
             auto const note = [&](Slate::Damage const&) { ++found; };
             Slate::verify(Slate::FileDescriptor{::dup(file_.fd())}, "test", note);
@@ -311,12 +322,14 @@ TEST(DamagedSlot, IsRemovedWithItsKey) {
 }
 
 TEST(UnfitFile, IsRefusedForEveryFlippedBitOfItsSuperblock) {
+    testing_support::Figures bits{"flipped bits"};
     MemoryFile const file{specOf(Order::keyMix, 16)};
     file.writer();
     for (std::uint64_t offset = 0; offset < sizeof(Slate::Superblock); offset += 8) {
         std::uint64_t const good = file.wordAt(offset);
         for (int bit = 0; bit < 64; ++bit) {
             file.wordAtIs(offset, good ^ (std::uint64_t{1} << bit));
+            ++bits.count;
             ASSERT_TRUE(Slate::Store::unfit(file.fd(), file.spec()).has_value());
             ASSERT_THROW(file.reader(), Slate::BadFileException);
         }
