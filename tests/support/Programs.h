@@ -1,8 +1,10 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <support/ChildProcess.h>
+#include <thread>
 #include <vector>
 
 // The project's programs on tables of their own, for process tests.
@@ -71,8 +73,19 @@ class Programs {
         return run(with({program("loamctl"), "--root", root_}, arguments));
     }
 
-    // Ends the hardware side, which leaves its dump, and compares that with the tables.
+    // Ends the hardware side once it says that it has all and has compared all, and compares the
+    // dump that it leaves with the tables. What a hardware side that was killed had said is of
+    // another process.
     Ran endHwAndCompare(ChildProcess& hw) {
+        auto const pid = "\"pid\": " + std::to_string(hw.pid()) + ",";
+        auto const saysThatItIsSettled = [&] {
+            auto const said = contentOf(managerFolder() + "/hw-stat.json");
+            return said.find(pid) != std::string::npos &&
+                   said.find("\"settled\": true") != std::string::npos;
+        };
+        for (int tries = 0; tries < 1000 && !saysThatItIsSettled(); ++tries) {
+            std::this_thread::sleep_for(std::chrono::milliseconds{10});
+        }
         hw.signal(SIGTERM);
         EXPECT_EQ(hw.wait(), 0) << hw.err();
         return ctl({"compare", dumpFile()});
