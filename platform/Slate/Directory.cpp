@@ -17,7 +17,8 @@ constexpr std::uint64_t allBits = std::numeric_limits<std::uint64_t>::max();
 
 Directory::Directory(Mapping const& mapping, Geometry const& geometry, Extents& extents,
                      SlotArea& slots, Control& control, std::string const& name)
-    : geometry_{geometry}, buckets_{mapping.as<Bucket>(geometry.directoryOffset)},
+    : geometry_{geometry}, mapping_{mapping},
+      buckets_{Mapping::atOnce ? mapping.as<Bucket>(geometry.directoryOffset) : nullptr},
       extents_{extents}, slots_{slots}, control_{control}, name_{name},
       shift_{32U - static_cast<std::uint32_t>(std::countr_zero(geometry.bucketCount))},
       scan_{BucketScan::best()}, overflow_{geometry.overflowCount} {}

@@ -148,7 +148,13 @@ class Directory {
     std::uint64_t offset(std::uint32_t bucketNumber) const {
         return geometry_.directoryOffset + std::uint64_t{bucketNumber} * sizeof(Bucket);
     }
-    Bucket* bucket(std::uint32_t number) const { return buckets_ + number; }
+    Bucket* bucket(std::uint32_t number) const {
+        if constexpr (Mapping::atOnce) {
+            return buckets_ + number;
+        } else {
+            return mapping_.as<Bucket>(offset(number));
+        }
+    }
     bool present(std::uint32_t number) const { return extents_.presentAt(offset(number)); }
     std::uint32_t bucketTotal() const { return geometry_.bucketCount + geometry_.overflowCount; }
 
@@ -193,7 +199,8 @@ class Directory {
     bool trimTail(std::uint32_t owner);
 
     Geometry const& geometry_;
-    Bucket* buckets_; // primary, then overflow
+    Mapping const& mapping_;
+    Bucket* buckets_; // primary, then overflow; of a file that is mapped at once
     Extents& extents_;
     SlotArea& slots_;
     Control& control_;

@@ -24,6 +24,13 @@ int realAllocate(int fd, std::uint64_t offset, std::uint64_t bytes) {
 
 Extents::AllocateCall allocateCall = &realAllocate;
 
+// What is used as one piece lies in one window: the pages in front of the directory, a slot, a
+// bucket.
+static_assert(extentTableOffset + (std::uint64_t{maxCapacity} * (maxRecordBytes + pageBytes) /
+                                   pageBytes / 64 * 8) <=
+              Mapping::window);
+static_assert(sizeof(SlotHeader) + maxRecordBytes + sizeof(Bucket) <= Mapping::beyond);
+
 } // namespace
 
 void Extents::allocateCallIs(AllocateCall call) {
@@ -53,7 +60,7 @@ bool Extents::ask(std::uint32_t extent) {
             fmt::format("{}: extent {}: expected {:016x} or 0 in the extent table, found {:016x}",
                         name_, extent, extentWord(extent), word)};
     }
-    known_[extent] = 1;
+    take(extent);
     return true;
 }
 
@@ -64,6 +71,11 @@ std::uint64_t Extents::knownUpTo(std::uint64_t offset) const {
         end = origin_ + ((std::uint64_t{extent} + 1) << shift_);
     }
     return end;
+}
+
+void Extents::take(std::uint32_t extent) {
+    mapping_.reach(origin_ + (std::uint64_t{extent} << shift_), std::uint64_t{1} << shift_);
+    known_[extent] = 1;
 }
 
 void Extents::allocate(std::uint32_t extent) {
@@ -77,8 +89,8 @@ void Extents::allocate(std::uint32_t extent) {
                                            "changed; make room on the file system",
                                            name_, bytes, std::strerror(error))};
     }
+    take(extent);
     storeRelease(table_ + extent, extentWord(extent));
-    known_[extent] = 1;
 }
 
 std::uint32_t Extents::recover() {
@@ -91,7 +103,7 @@ std::uint32_t Extents::recover() {
             damaged += word != expected ? 1 : 0;
             storeRelease(table_ + extent, expected);
         } else if (noted) {
-            known_[extent] = 1;
+            take(extent);
         } else if (word != 0) {
             ++damaged;
             allocate(extent);

@@ -69,6 +69,7 @@ class Extents {
   private:
     bool ask(std::uint32_t extent);
     void allocate(std::uint32_t extent);
+    void take(std::uint32_t extent); // its bytes may be touched from now on
 
     Mapping const& mapping_;
     std::string const& name_;

@@ -9,7 +9,8 @@ namespace Slate {
 
 SlotArea::SlotArea(Mapping const& mapping, Geometry const& geometry, Extents& extents,
                    std::uint32_t fileSeed, std::string const& name)
-    : extents_{extents}, name_{name}, slots_{mapping.at(geometry.slotOffset)},
+    : extents_{extents}, name_{name}, mapping_{mapping},
+      slots_{Mapping::atOnce ? mapping.at(geometry.slotOffset) : nullptr},
       origin_{geometry.slotOffset}, stride_{geometry.slotStride}, count_{geometry.slotCount},
       seed_{fileSeed}, crc_{geometry.recordBytes} {}
 

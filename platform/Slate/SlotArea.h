@@ -67,7 +67,7 @@ class SlotArea {
     std::string describe(std::uint32_t slot, std::uint64_t key) const;
 
     void prefetch(std::uint32_t slot) const {
-        std::byte const* const at = slots_ + std::size_t{slot} * stride_;
+        std::byte const* const at = place(slot);
         for (std::uint32_t byte = 0; byte < stride_; byte += 64) {
             __builtin_prefetch(at + byte);
         }
@@ -78,8 +78,15 @@ class SlotArea {
     std::uint64_t offset(std::uint32_t slot) const {
         return origin_ + std::uint64_t{slot} * stride_;
     }
+    std::byte* place(std::uint32_t slot) const {
+        if constexpr (Mapping::atOnce) {
+            return slots_ + std::size_t{slot} * stride_;
+        } else {
+            return mapping_.at(offset(slot));
+        }
+    }
     SlotHeader* header(std::uint32_t slot) const {
-        return reinterpret_cast<SlotHeader*>(slots_ + std::size_t{slot} * stride_);
+        return reinterpret_cast<SlotHeader*>(place(slot));
     }
     static std::uint64_t const* words(SlotHeader const* at) {
         return reinterpret_cast<std::uint64_t const*>(at + 1);
@@ -90,7 +97,8 @@ class SlotArea {
 
     Extents& extents_;
     std::string const& name_;
-    std::byte* slots_;
+    Mapping const& mapping_;
+    std::byte* slots_; // of a file that is mapped at once
     std::uint64_t origin_;
     std::uint32_t stride_;
     std::uint32_t count_;

@@ -117,20 +117,27 @@ class Verifier {
         ControlPage const& page = control.page();
         for (unsigned number = 0; number < 2; ++number) {
             // A copy that says of itself that it is being written may have been left so.
-            bool const open = page.scratch[number].check == 0 && control.scratchWhole(1 - number);
+            std::uint64_t const check = loadRelaxed(&page.scratch[number].check);
+            bool const open = check == 0 && control.scratchWhole(1 - number);
             if (!control.scratchWhole(number) && !open) {
                 note(fmt::format("{}: scratchpad copy {}: expected a check that fits the value {}, "
                                  "found {:016x}",
-                                 store_.name_, number, page.scratch[number].value,
-                                 page.scratch[number].check));
+                                 store_.name_, number, loadRelaxed(&page.scratch[number].value),
+                                 check));
             }
         }
-        checkWord("sequence limit", page.sequenceLimit, control.sequenceLimit().has_value());
-        checkWord("record count", page.memberCount, control.memberCount().has_value());
-        checkWord("journal", page.journal, journalWhole(page.journal));
-        checkWord("wiped mark", page.wiped, page.wiped == markOn || page.wiped == markOff);
-        checkWord("repair mark", page.repairing,
-                  page.repairing == markOn || page.repairing == markOff);
+        std::uint64_t const journal = loadRelaxed(&page.journal);
+        checkWord("sequence limit", loadRelaxed(&page.sequenceLimit),
+                  control.sequenceLimit().has_value());
+        checkWord("record count", loadRelaxed(&page.memberCount),
+                  control.memberCount().has_value());
+        checkWord("journal", journal, journalWhole(journal));
+        checkMark("wiped mark", loadRelaxed(&page.wiped));
+        checkMark("repair mark", loadRelaxed(&page.repairing));
+    }
+
+    void checkMark(char const* what, std::uint64_t word) {
+        checkWord(what, word, word == markOn || word == markOff);
     }
 
     void checkWord(char const* what, std::uint64_t word, bool whole) {

@@ -2,15 +2,16 @@
 
 #include <Slate/MapCalls.h>
 
+#include <cstdint>
 #include <map>
 #include <mutex>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <utility>
+#include <tuple>
 
-// While it lives, whoever maps a file that this process has mapped for writing already gets that
-// very mapping. So the thread sanitizer sees what reader threads and the writer do to the same
-// words, which it would not see at two addresses.
+// While it lives, whoever maps a part of a file that this process has mapped for writing already
+// gets that very mapping. So the thread sanitizer sees what reader threads and the writer do to the
+// same words, which it would not see at two addresses.
 namespace testing_support {
 
 class CommonMapping {
@@ -23,7 +24,7 @@ class CommonMapping {
     CommonMapping& operator=(CommonMapping const&) = delete;
     ~CommonMapping() {
         Slate::mapCallsAre(Slate::realMapCalls());
-        state().byFile.clear();
+        state().byPart.clear();
     }
 
     // How often somebody was given a mapping that was there already.
@@ -33,14 +34,14 @@ class CommonMapping {
     }
 
   private:
-    using File = std::pair<dev_t, ino_t>;
+    using Part = std::tuple<dev_t, ino_t, std::uint64_t>; // file and offset
     struct Mapped {
         void* at;
         unsigned users;
     };
     struct State {
         std::mutex mutex;
-        std::map<File, Mapped> byFile;
+        std::map<Part, Mapped> byPart;
         unsigned shared = 0;
     };
     static State& state() {
@@ -48,33 +49,33 @@ class CommonMapping {
         return instance;
     }
 
-    static void* map(int fd, std::size_t bytes, bool writable) {
+    static void* map(int fd, std::uint64_t offset, std::size_t bytes, bool writable) {
         struct stat status {};
         if (::fstat(fd, &status) != 0) {
             return MAP_FAILED;
         }
         std::lock_guard const held{state().mutex};
-        File const file{status.st_dev, status.st_ino};
-        if (auto const found = state().byFile.find(file); found != state().byFile.end()) {
+        Part const part{status.st_dev, status.st_ino, offset};
+        if (auto const found = state().byPart.find(part); found != state().byPart.end()) {
             ++found->second.users;
             ++state().shared;
             return found->second.at;
         }
-        void* const at = Slate::realMapCalls().map(fd, bytes, writable);
+        void* const at = Slate::realMapCalls().map(fd, offset, bytes, writable);
         if (writable && at != MAP_FAILED) {
-            state().byFile[file] = {at, 1};
+            state().byPart[part] = {at, 1};
         }
         return at;
     }
 
     static void unmap(void* at, std::size_t bytes) {
         std::lock_guard const held{state().mutex};
-        for (auto each = state().byFile.begin(); each != state().byFile.end(); ++each) {
+        for (auto each = state().byPart.begin(); each != state().byPart.end(); ++each) {
             if (each->second.at == at) {
                 if (--each->second.users != 0) {
                     return;
                 }
-                state().byFile.erase(each);
+                state().byPart.erase(each);
                 break;
             }
         }

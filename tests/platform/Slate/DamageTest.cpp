@@ -142,7 +142,7 @@ TEST_P(Damaged, EveryFlippedBitIsHarmlessOrRaisesInTheWriterThatIsRunning) {
 
 TEST_P(Damaged, EveryFlippedBitIsHarmlessOrRaisesAfterARestart) {
     testing_support::Figures bits{"flipped bits"};
-    std::vector<char> image(geometry_.fileBytes);
+    std::vector<char> image(static_cast<std::size_t>(geometry_.fileBytes));
     ASSERT_EQ(::pread(file_.fd(), image.data(), image.size(), 0),
               static_cast<ssize_t>(image.size()));
     for (std::uint64_t const offset : words()) {
@@ -161,7 +161,7 @@ TEST_P(Damaged, EveryFlippedBitIsHarmlessOrRaisesAfterARestart) {
 // Stores and removals get by any damage, and what they did is there afterwards.
 TEST_P(Damaged, WritingGoesOnOverEveryFlippedBit) {
     testing_support::Figures bits{"flipped bits"};
-    std::vector<char> image(geometry_.fileBytes);
+    std::vector<char> image(static_cast<std::size_t>(geometry_.fileBytes));
     ASSERT_EQ(::pread(file_.fd(), image.data(), image.size(), 0),
               static_cast<ssize_t>(image.size()));
     for (std::uint64_t const offset : words()) {

@@ -6,11 +6,14 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cerrno>
 #include <csignal>
+#include <memory>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/wait.h>
+#include <vector>
 
 // A file system without room: an exception, nothing changed, no signal.
 using namespace SlateTest;
@@ -138,4 +141,37 @@ TEST(Space, AFullTmpfsRaisesAndSendsNoSignal) {
         GTEST_SKIP() << "this user may not mount a tmpfs; the tests above play a full one";
     }
     EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+// The addresses of a 32-bit process are 4 GiB. Memory is used for what is stored alone.
+TEST(Space, FilesThatAreLongerTogetherThanAllAddressesOf32BitsAreOpenAtOnce) {
+    using Wide = std::array<std::uint64_t, 25>;
+    constexpr std::uint32_t capacity = 1'000'000;
+    std::vector<std::unique_ptr<MemoryFile>> files;
+    std::vector<std::unique_ptr<Slate::Store>> stores;
+    std::uint64_t bytes = 0;
+    for (std::size_t number = 0; number < 24; ++number) {
+        files.push_back(
+            std::make_unique<MemoryFile>(specOf(Order::version, capacity, sizeof(Wide))));
+        stores.push_back(files.back()->writer());
+        bytes += Slate::Geometry::of(files.back()->spec(), "test").fileBytes;
+        for (std::uint64_t const key : {std::uint64_t{1}, std::uint64_t{capacity}}) {
+            Wide record{};
+            record.fill(key * 100 + number);
+            stores.back()->put(key, record.data());
+        }
+    }
+    EXPECT_GT(bytes, std::uint64_t{1} << 32);
+    for (std::size_t number = 0; number < stores.size(); ++number) {
+        auto const reader = files[number]->reader();
+        for (auto* const store : {stores[number].get(), reader.get()}) {
+            for (std::uint64_t const key : {std::uint64_t{1}, std::uint64_t{capacity}}) {
+                Wide buffer{};
+                auto const* const found = static_cast<Wide const*>(store->lookup(key, &buffer));
+                ASSERT_NE(found, nullptr);
+                EXPECT_EQ(found->front(), key * 100 + number);
+                EXPECT_EQ(found->back(), key * 100 + number);
+            }
+        }
+    }
 }

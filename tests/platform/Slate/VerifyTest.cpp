@@ -90,8 +90,8 @@ TEST_F(Verified, AnUnfitFileIsReportedWithItsReason) {
 }
 
 TEST_F(Verified, NothingIsChangedByIt) {
-    std::vector<char> before(geometry_.fileBytes);
-    std::vector<char> after(geometry_.fileBytes);
+    std::vector<char> before(static_cast<std::size_t>(geometry_.fileBytes));
+    std::vector<char> after(static_cast<std::size_t>(geometry_.fileBytes));
     ASSERT_GT(::pread(file_.fd(), before.data(), before.size(), 0), 0);
     verified(file_.fd());
     ASSERT_GT(::pread(file_.fd(), after.data(), after.size(), 0), 0);
