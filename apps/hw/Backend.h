@@ -34,6 +34,7 @@ struct Place {
     Asic::SwTableId tableId;
     Asic::UnitId unitId = 0;
     std::uint32_t key = 0;
+    friend bool operator==(Place const&, Place const&) = default;
 };
 
 // Since the backend was made.

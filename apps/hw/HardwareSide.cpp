@@ -57,17 +57,30 @@ Asic::LogVersion HardwareSide::storedVersion(Asic::SwTableId tableId) {
 bool HardwareSide::round(Clock::time_point now) {
     ++rounds_;
     lookAtAgent(now);
-    bool more = false;
+    bool const all = lookForAbsent(now);
+    more_ = false;
     for (std::size_t i = 0; i < followers_.size(); ++i) {
         auto& follower = followers_[(first_ + i) % followers_.size()];
+        if (follower.state() == FollowState::absent && !all) {
+            continue;
+        }
         auto const before = follower.applied();
         bool const moreOfThis = follower.turn(now);
         // A change may be what another table waits for.
-        more = more || moreOfThis || follower.applied() != before;
+        more_ = more_ || moreOfThis || follower.applied() != before;
     }
     first_ = (first_ + 1) % std::max<std::size_t>(followers_.size(), 1);
     acknowledge();
-    return more;
+    return more_;
+}
+
+// To find that a file is not there costs more than to apply ten changes.
+bool HardwareSide::lookForAbsent(Clock::time_point now) {
+    if (more_ && now < nextAbsentLook_) {
+        return false;
+    }
+    nextAbsentLook_ = now + absentInterval;
+    return true;
 }
 
 bool HardwareSide::settled() const {

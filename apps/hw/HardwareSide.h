@@ -60,7 +60,12 @@ class HardwareSide final : private Neighbours {
     // How often it is looked whether files were replaced.
     static constexpr std::chrono::milliseconds staleInterval{500};
 
+    // How often, while other tables have more to do at once, it is looked for those that are not
+    // there. A round that follows a rest looks for all.
+    static constexpr std::chrono::milliseconds absentInterval{10};
+
   private:
+    bool lookForAbsent(Clock::time_point now);
     bool reached(Asic::TableVersion const& place) override;
     std::vector<Asic::TableVersion> announcedPlaces() override;
     void report(std::string const& line, bool detail) override;
@@ -88,6 +93,8 @@ class HardwareSide final : private Neighbours {
     std::string storeTrouble_;
     std::string agentTrouble_;
     Clock::time_point nextStaleLook_{};
+    Clock::time_point nextAbsentLook_{};
+    bool more_ = false; // what the last round said
 };
 
 } // namespace LoamHw

@@ -39,7 +39,7 @@ void ModelBackend::faultsIs(Faults const& faults) {
     }
     faults_ = faults;
     for (auto& [place, tcam] : tcams_) {
-        tcam.array.capacityIs(faults.capacity);
+        tcam->array.capacityIs(faults.capacity);
     }
 }
 
@@ -47,18 +47,27 @@ TableShape const& ModelBackend::shape(Asic::SwTableId tableId) const {
     return *std::ranges::find(shapes_, tableId, &TableShape::tableId);
 }
 
-ModelBackend::Tcam* ModelBackend::tcam(Asic::SwTableId tableId, Asic::UnitId unitId) {
+ModelBackend::Tcam* ModelBackend::tcam(Asic::SwTableId tableId, Asic::UnitId unitId) const {
     auto const found = tcams_.find({tableId, unitId});
-    return found == tcams_.end() ? nullptr : &found->second;
+    return found == tcams_.end() ? nullptr : found->second.get();
 }
 
-ModelBackend::Tcam const* ModelBackend::tcam(Asic::SwTableId tableId, Asic::UnitId unitId) const {
-    auto const found = tcams_.find({tableId, unitId});
-    return found == tcams_.end() ? nullptr : &found->second;
+ModelBackend::Found const& ModelBackend::find(Place const& place) const {
+    if (found_.tcam != nullptr && found_.place == place) {
+        return found_;
+    }
+    found_ = Found{place, tcam(place.tableId, place.unitId), nullptr};
+    if (found_.tcam != nullptr) {
+        auto& fieldsOfKey = found_.tcam->fieldsOfKey;
+        auto const found = fieldsOfKey.find(place.key);
+        found_.fields = found == fieldsOfKey.end() ? nullptr : &found->second;
+    }
+    return found_;
 }
 
-TcamArray::Rank ModelBackend::rank(Place const& place, std::span<std::byte const> fields) const {
-    return {shape(place.tableId).byPriority ? priorityOf(fields) : 0, place.key};
+TcamArray::Rank ModelBackend::Tcam::rank(std::uint32_t key,
+                                         std::span<std::byte const> fields) const {
+    return {byPriority ? priorityOf(fields) : 0, key};
 }
 
 BackendResult ModelBackend::refuse(BackendResult result, std::uint64_t& count, std::string reason) {
@@ -98,50 +107,56 @@ BackendResult ModelBackend::program(Place const& place, std::span<std::byte cons
         return refuse(BackendResult::refused, counts_.refused,
                       "the hardware can't take this entry (injected)");
     }
-    auto& target =
-        tcams_.try_emplace({place.tableId, place.unitId}, faults_.capacity).first->second;
-    if (target.fieldsOfKey.contains(place.key)) {
-        replace(target, place, fields);
+    auto const present = find(place);
+    if (present.fields != nullptr) {
+        replace(present, fields);
         return BackendResult::ok;
     }
-    if (target.array.full()) {
+    auto* target = present.tcam;
+    if (target == nullptr) {
+        auto made = std::make_unique<Tcam>(faults_.capacity, shape(place.tableId).byPriority);
+        target = made.get();
+        tcams_.emplace(std::pair{place.tableId, place.unitId}, std::move(made));
+    }
+    if (target->array.full()) {
         return refuse(BackendResult::full, counts_.full,
                       fmt::format("the TCAM of unit {} is full: it holds {} entries and has room "
                                   "for {}",
-                                  place.unitId, target.array.size(), target.array.capacity()));
+                                  place.unitId, target->array.size(), target->array.capacity()));
     }
-    counts_.moved += target.array.insert(rank(place, fields));
+    found_ = {};
+    counts_.moved += target->array.insert(target->rank(place.key, fields));
     ++counts_.writes;
-    target.fieldsOfKey.emplace(place.key, std::vector<std::byte>{fields.begin(), fields.end()});
+    target->fieldsOfKey.emplace(place.key, Fields{fields.begin(), fields.end()});
     return BackendResult::ok;
 }
 
 // In the same slot, unless the priority has changed. That a slot is free is sure even when the TCAM
 // is full: the entry's own.
-void ModelBackend::replace(Tcam& target, Place const& place, std::span<std::byte const> fields) {
-    auto& present = target.fieldsOfKey[place.key];
-    auto const former = rank(place, present);
-    auto const later = rank(place, fields);
+void ModelBackend::replace(Found const& present, std::span<std::byte const> fields) {
+    auto& [place, target, stored] = present;
+    auto const former = target->rank(place.key, *stored);
+    auto const later = target->rank(place.key, fields);
     if (former != later) {
-        target.array.erase(former);
-        counts_.moved += target.array.insert(later);
+        target->array.erase(former);
+        counts_.moved += target->array.insert(later);
     }
     ++counts_.writes;
-    present.assign(fields.begin(), fields.end());
+    stored->assign(fields.begin(), fields.end());
 }
 
 BackendResult ModelBackend::remove(Place const& place) {
-    auto* const target = tcam(place.tableId, place.unitId);
-    if (target == nullptr || !target->fieldsOfKey.contains(place.key)) {
+    auto const present = find(place);
+    if (present.fields == nullptr) {
         return BackendResult::ok;
     }
     if (!answers()) {
         return BackendResult::retry;
     }
     takeTime();
-    auto const found = target->fieldsOfKey.find(place.key);
-    target->array.erase(rank(place, found->second));
-    target->fieldsOfKey.erase(found);
+    found_ = {};
+    present.tcam->array.erase(present.tcam->rank(place.key, *present.fields));
+    present.tcam->fieldsOfKey.erase(place.key);
     ++counts_.removes;
     return BackendResult::ok;
 }
@@ -155,6 +170,7 @@ BackendResult ModelBackend::removeAll(Asic::SwTableId tableId, Asic::UnitId unit
         return BackendResult::retry;
     }
     takeTime();
+    found_ = {};
     counts_.removes += target->fieldsOfKey.size();
     target->fieldsOfKey.clear();
     target->array.clear();
@@ -162,21 +178,14 @@ BackendResult ModelBackend::removeAll(Asic::SwTableId tableId, Asic::UnitId unit
 }
 
 std::optional<std::span<std::byte const>> ModelBackend::read(Place const& place) const {
-    auto const* const target = tcam(place.tableId, place.unitId);
-    if (target == nullptr) {
-        return std::nullopt;
-    }
-    auto const found = target->fieldsOfKey.find(place.key);
-    if (found == target->fieldsOfKey.end()) {
-        return std::nullopt;
-    }
-    return std::span<std::byte const>{found->second};
+    auto const* const fields = find(place).fields;
+    return fields == nullptr ? std::nullopt : std::optional{std::span<std::byte const>{*fields}};
 }
 
 std::vector<Asic::UnitId> ModelBackend::units(Asic::SwTableId tableId) const {
     std::vector<Asic::UnitId> units;
     for (auto const& [place, tcam] : tcams_) {
-        if (place.first == tableId && !tcam.fieldsOfKey.empty()) {
+        if (place.first == tableId && !tcam->fieldsOfKey.empty()) {
             units.push_back(place.second);
         }
     }
@@ -198,7 +207,7 @@ std::vector<std::uint32_t> ModelBackend::keys(Asic::SwTableId tableId, Asic::Uni
 std::size_t ModelBackend::entryCount(Asic::SwTableId tableId) const {
     std::size_t count = 0;
     for (auto const& [place, tcam] : tcams_) {
-        count += place.first == tableId ? tcam.fieldsOfKey.size() : 0;
+        count += place.first == tableId ? tcam->fieldsOfKey.size() : 0;
     }
     return count;
 }

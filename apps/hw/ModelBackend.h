@@ -4,6 +4,7 @@
 #include <apps/hw/Faults.h>
 #include <apps/hw/TcamArray.h>
 #include <map>
+#include <memory>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -44,24 +45,35 @@ class ModelBackend final : public Backend {
     OperationCounts const& counts() const override { return counts_; }
 
   private:
+    using Fields = std::vector<std::byte>;
     struct Tcam {
-        explicit Tcam(std::uint32_t capacity) : array{capacity} {}
+        Tcam(std::uint32_t capacity, bool ranked) : array{capacity}, byPriority{ranked} {}
+        TcamArray::Rank rank(std::uint32_t key, std::span<std::byte const> fields) const;
         TcamArray array;
-        std::unordered_map<std::uint32_t, std::vector<std::byte>> fieldsOfKey;
+        bool byPriority;
+        std::unordered_map<std::uint32_t, Fields> fieldsOfKey;
+    };
+
+    // Where a place's entry is. Whoever programs an entry has read it just before, so the last one
+    // that was found is kept.
+    struct Found {
+        Place place{};
+        Tcam* tcam = nullptr;
+        Fields* fields = nullptr; // null when the TCAM has no such entry
     };
 
     TableShape const& shape(Asic::SwTableId tableId) const;
-    Tcam* tcam(Asic::SwTableId tableId, Asic::UnitId unitId);
-    Tcam const* tcam(Asic::SwTableId tableId, Asic::UnitId unitId) const;
-    TcamArray::Rank rank(Place const& place, std::span<std::byte const> fields) const;
+    Tcam* tcam(Asic::SwTableId tableId, Asic::UnitId unitId) const;
+    Found const& find(Place const& place) const;
     bool answers();
     void takeTime() const;
-    void replace(Tcam& tcam, Place const& place, std::span<std::byte const> fields);
+    void replace(Found const& present, std::span<std::byte const> fields);
     BackendResult refuse(BackendResult result, std::uint64_t& count, std::string reason);
 
     std::vector<TableShape> shapes_;
     Faults faults_;
-    std::map<std::pair<Asic::SwTableId, Asic::UnitId>, Tcam> tcams_;
+    std::map<std::pair<Asic::SwTableId, Asic::UnitId>, std::unique_ptr<Tcam>> tcams_;
+    mutable Found found_; // forgotten when an entry comes or goes
     OperationCounts counts_;
     std::string reason_;
 };

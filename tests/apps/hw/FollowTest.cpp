@@ -43,6 +43,23 @@ TEST_F(Follow, TablesThatAppearLaterAreFollowed) {
     EXPECT_EQ(follower<MacEntries>().state(), FollowState::idle);
 }
 
+TEST_F(Follow, WhileOthersHaveMoreToDoATableIsLookedForNowAndThen) {
+    auto entries = agentTable<Ipv4Entries>();
+    for (std::uint32_t key = 1; key <= 2000; ++key) {
+        entries.write(key, key);
+    }
+    startHardware();
+    ASSERT_TRUE(hardware->round(now));
+    auto others = agentTable<MacEntries>();
+    others.write(7, 70);
+    ASSERT_TRUE(hardware->round(now));
+    EXPECT_EQ(follower<MacEntries>().state(), FollowState::absent);
+    now += HardwareSide::absentInterval;
+    ASSERT_TRUE(hardware->round(now));
+    EXPECT_EQ(inHardware<MacEntries>(7), 70U);
+    EXPECT_LT(follower<Ipv4Entries>().applied(), 2000U);
+}
+
 TEST_F(Follow, LoggedChangesAreNotLookedAtBeforeTheyAreAnnounced) {
     auto entries = agentTable<Ipv4Entries>();
     startHardware();

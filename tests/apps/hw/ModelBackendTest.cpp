@@ -53,6 +53,22 @@ TEST_F(ModelBackendTest, RemovingWhatIsNotThereIsNoOperation) {
     EXPECT_EQ(model.counts().removes, 0U);
 }
 
+TEST_F(ModelBackendTest, WhatWasReadIsForgottenWhenItGoes) {
+    Place const place{tableId, 0, 1};
+    EXPECT_FALSE(model.read(place).has_value());
+    model.program(place, fieldsWith(10, 7));
+    EXPECT_EQ((*model.read(place))[11], std::byte{7});
+    model.remove(place);
+    EXPECT_FALSE(model.read(place).has_value());
+    model.program(place, fieldsWith(10, 8));
+    EXPECT_EQ((*model.read(place))[11], std::byte{8});
+    model.removeAll(tableId, 0);
+    EXPECT_FALSE(model.read(place).has_value());
+    EXPECT_EQ(model.program(place, fieldsWith(10, 9)), BackendResult::ok);
+    EXPECT_EQ((*model.read(place))[11], std::byte{9});
+    EXPECT_EQ(model.entryCount(tableId), 1U);
+}
+
 TEST_F(ModelBackendTest, FailureInAnUnknownTableIsRefusedAndTheFormerStay) {
     Faults faults;
     faults.slowUs = 5;
