@@ -1,6 +1,9 @@
 #include <Asic/OrderedSwTableSet.h>
 #include <Zet/PtrMapAttr.h>
 
+#include <algorithm>
+#include <cstddef>
+
 namespace Asic {
 
 using SwTableAttr = Zet::PtrMapAttr<OrderedSwTableSet::SwTables>;
@@ -22,6 +25,12 @@ bool OrderedSwTableSet::swTableHas(UnitId unitId) const {
 void OrderedSwTableSet::swTableIs(Ombra::Ptr<OrderedSwTable> const& swTable) {
     lastPending_ = nullptr;
     nonePending_ = false;
+    auto const* const former = swTables_[swTable->unitId()];
+    if (former == nullptr) {
+        inTurn_.push_back(swTable.get());
+    } else {
+        std::ranges::replace(inTurn_, former->value().get(), swTable.get());
+    }
     SwTableAttr::is(swTables_, swTable->unitId(), swTable);
 }
 
@@ -29,14 +38,18 @@ void OrderedSwTableSet::maybeUpdatePendingHwWrites() {
     swTableStatus_->pendingHwWritesIs(anyPendingHwWrites(nullptr));
 }
 
-// A table that was replaced in the set may live on with a client; it has no say here.
+// A table that was replaced in the set may live on with a client; it has no say here. While
+// `tableStatusVersion` is at it, the status can only rise.
 void OrderedSwTableSet::maybeUpdatePendingHwWritesOf(OrderedSwTable const& changed) {
+    if (telling_ && swTableStatus_->pendingHwWrites()) {
+        return;
+    }
     bool const asked = &changed == lastPending_ || isMember(changed);
     if (asked && changed.hasPendingHwWrites()) {
         lastPending_ = &changed;
         nonePending_ = false;
         swTableStatus_->pendingHwWritesIs(true);
-    } else {
+    } else if (!telling_) {
         swTableStatus_->pendingHwWritesIs(!(asked && nonePending_) &&
                                           anyPendingHwWrites(asked ? &changed : nullptr));
     }
@@ -52,8 +65,7 @@ bool OrderedSwTableSet::anyPendingHwWrites(OrderedSwTable const* saidNo) {
     if (lastPending_ != nullptr && lastPending_ != saidNo && lastPending_->hasPendingHwWrites()) {
         return true;
     }
-    for (SwTables::IteratorConst i{swTables_}; i; ++i) {
-        auto const* const table = i->value().get();
+    for (auto const* const table : inTurn_) {
         if (table != lastPending_ && table != saidNo && table->hasPendingHwWrites()) {
             lastPending_ = table;
             return true;
@@ -64,10 +76,20 @@ bool OrderedSwTableSet::anyPendingHwWrites(OrderedSwTable const* saidNo) {
     return false;
 }
 
+// By number, since a response handler may make another unit's table, or this one's anew.
 void OrderedSwTableSet::tableStatusVersion(LogVersion version) {
-    for (SwTables::IteratorConst i{swTables_}; i; ++i) {
-        i->value()->tableStatusVersion(version);
+    struct Telling {
+        bool& on;
+        ~Telling() { on = false; }
+    };
+    {
+        Telling const telling{telling_ = true};
+        for (std::size_t i = 0; i < inTurn_.size(); ++i) {
+            Ombra::Ptr<OrderedSwTable> const table{inTurn_[i]};
+            table->tableStatusVersion(version);
+        }
     }
+    maybeUpdatePendingHwWrites();
 }
 
 } // namespace Asic

@@ -6,6 +6,7 @@
 #include <Zet/Tracked.h>
 
 #include <cstdint>
+#include <vector>
 
 // The table objects of one table, one per chip unit, and the status that they share.
 namespace Asic {
@@ -45,7 +46,8 @@ class LOAM_EXPORT OrderedSwTableSet : public Zet::Tracked<OrderedSwTableSet, Omb
     // What a table calls before it parks an operation.
     void mayBePending() noexcept { nonePending_ = false; }
 
-    // Tells every unit's table how far the hardware side has come.
+    // Tells every unit's table how far the hardware side has come. The tables ask for the status
+    // one by one; that there is nothing pending is found out once, behind the last of them.
     void tableStatusVersion(LogVersion version);
 
   private:
@@ -55,8 +57,10 @@ class LOAM_EXPORT OrderedSwTableSet : public Zet::Tracked<OrderedSwTableSet, Omb
     SwTableId tableId_;
     Ombra::Ptr<OrderedSwTableStatus> swTableStatus_;
     SwTables swTables_;
+    std::vector<OrderedSwTable*> inTurn_; // the tables of `swTables_`, one per unit
     OrderedSwTable const* lastPending_ = nullptr;
     bool nonePending_ = false; // all were asked, and none has parked an operation since
+    bool telling_ = false;     // within `tableStatusVersion`
 };
 
 } // namespace Asic

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 namespace {
 
 using namespace Asic;
@@ -134,6 +136,59 @@ TEST_F(SwTableSet, TellsEveryUnitHowFarTheHardwareHasCome) {
     set->tableStatusVersion(17);
     EXPECT_EQ(first->versions, (std::vector<LogVersion>{17}));
     EXPECT_EQ(second->versions, (std::vector<LogVersion>{17}));
+}
+
+TEST_F(SwTableSet, WhileAllAreToldTheStatusDoesNotFallAndRisesAtOnce) {
+    auto const first = tableOf(1);
+    auto const second = tableOf(2);
+    first->pending = true;
+    set->maybeUpdatePendingHwWrites();
+    std::vector<bool> seen;
+    first->onStatus = [&] {
+        first->pending = false;
+        set->maybeUpdatePendingHwWritesOf(*first);
+        seen.push_back(status->pendingHwWrites());
+    };
+    second->onStatus = [&] { seen.push_back(status->pendingHwWrites()); };
+    set->tableStatusVersion(1);
+    EXPECT_EQ(seen, (std::vector<bool>{true, true}));
+    EXPECT_FALSE(status->pendingHwWrites());
+    first->onStatus = [&] {
+        second->pending = true; // as a response handler's write does it
+        set->mayBePending();
+        set->maybeUpdatePendingHwWritesOf(*second);
+    };
+    set->tableStatusVersion(2);
+    EXPECT_EQ(seen, (std::vector<bool>{true, true, true}));
+    EXPECT_TRUE(status->pendingHwWrites());
+}
+
+TEST_F(SwTableSet, WhoeverIsToldMayThrowAndTheNextIsHeard) {
+    auto const table = tableOf(1);
+    table->onStatus = [] { throw std::runtime_error{"a handler's"}; };
+    EXPECT_THROW(set->tableStatusVersion(1), std::runtime_error);
+    table->pending = true;
+    set->maybeUpdatePendingHwWritesOf(*table);
+    EXPECT_TRUE(status->pendingHwWrites());
+    table->pending = false;
+    set->maybeUpdatePendingHwWritesOf(*table);
+    EXPECT_FALSE(status->pendingHwWrites());
+}
+
+TEST_F(SwTableSet, ATableThatIsMadeWhileAllAreToldIsToldToo) {
+    auto const first = tableOf(1);
+    Ombra::Ptr<FakeTable> later;
+    Ombra::Ptr<FakeTable> anew;
+    first->onStatus = [&] {
+        later = tableOf(2);
+        anew = tableOf(1);
+    };
+    set->tableStatusVersion(5);
+    EXPECT_EQ(first->versions, (std::vector<LogVersion>{5}));
+    EXPECT_EQ(later->versions, (std::vector<LogVersion>{5}));
+    set->tableStatusVersion(6);
+    EXPECT_EQ(first->versions, (std::vector<LogVersion>{5}));
+    EXPECT_EQ(anew->versions, (std::vector<LogVersion>{6}));
 }
 
 TEST_F(SwTableSet, TheStatusAnnouncesOnlyChangesWithTheFormerValue) {
