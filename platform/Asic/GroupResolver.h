@@ -72,7 +72,7 @@ class LOAM_EXPORT GroupResolver : public Zet::Tracked<GroupResolver, Ombra::Node
     void forEachQueued(std::type_info const& entryClass,
                        std::function<bool(ResolverEntry const&)> const& give) const;
 
-    static constexpr std::size_t defaultBudget = 1024; // operations, about a third of a millisecond
+    static constexpr std::size_t defaultBudget = 512; // operations, some hundred microseconds
 
   private:
     struct Lane;
