@@ -71,8 +71,20 @@ class EntryLogAccessor {
                                  Ombra::Ptr<SwTableStats> const& stats) const;
     LogVersion record(LogVersion version, EntryFlags logFlags, UnitId unitId,
                       LogEntry const& logEntry, NeededPtr const& neededEntry);
+
+    // What trimming needs of a log record, which is gone by then.
+    struct Trimmed {
+        explicit Trimmed(LogSlateEntry const& record)
+            : version{record.version}, logFlags{record.logFlags}, unitId{record.unitId},
+              key{record.logEntry.key()} {}
+
+        LogVersion version;
+        EntryFlags logFlags;
+        UnitId unitId;
+        Key key;
+    };
     void removeLogRecord(LogVersion version);
-    void applyTrimmed(LogSlateEntry const& change);
+    void applyTrimmed(Trimmed const& change);
 
     E* entryLog_;
 };

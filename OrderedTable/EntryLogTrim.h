@@ -27,7 +27,7 @@ void EntryLogAccessor<E>::cleanupEntryLog(LogVersion tableVersion) {
     } else {
         for (OrderedTable::SlateWalk walk{changes}; walk.valid(); walk.next()) {
             if (walk.record().version <= tableVersion) {
-                LogSlateEntry const change = walk.record();
+                Trimmed const change{walk.record()};
                 entryLog_->tableEntryLog()->entryLogConfigDel(change.version);
                 applyTrimmed(change);
             }
@@ -44,7 +44,8 @@ void EntryLogAccessor<E>::removeLogRecord(LogVersion version) {
     if (!OrderedTable::recordHas(changes, version)) {
         return;
     }
-    LogSlateEntry const change = OrderedTable::recordOf(changes, version);
+    auto const change = OrderedTable::fromRecordOf(
+        changes, version, [](LogSlateEntry const& record) { return Trimmed{record}; });
     log.entryLogConfigDel(version);
     applyTrimmed(change);
 }
@@ -52,7 +53,7 @@ void EntryLogAccessor<E>::removeLogRecord(LogVersion version) {
 // A record belongs to the delete whose version it bears; one that was written or deleted again
 // since belongs to the later change and stays.
 template <typename E>
-void EntryLogAccessor<E>::applyTrimmed(LogSlateEntry const& change) {
+void EntryLogAccessor<E>::applyTrimmed(Trimmed const& change) {
     auto const configSlate = entryLog_->tableConfigSlate(change.unitId);
     if (!configSlate) {
         ZET_TRACE_AS("cleanupEntryLog", _defaultTraceHandle(), 3, className(),
@@ -61,11 +62,12 @@ void EntryLogAccessor<E>::applyTrimmed(LogSlateEntry const& change) {
     }
     auto& entries = configSlate->swTableEntries();
     if (flagHas(change.logFlags, EntryFlags::flagEntryDeleted)) {
-        Key const key = change.logEntry.key();
-        auto const stored = OrderedTable::fromRecordOf(
-            entries, key, [](ConfigSlateEntry const& record) { return record.logVersion(); });
+        auto const stored =
+            OrderedTable::fromRecordOf(entries, change.key, [](ConfigSlateEntry const& record) {
+                return record.logVersion();
+            });
         if (stored == change.version) {
-            configSlate->swTableEntriesDel(key);
+            configSlate->swTableEntriesDel(change.key);
         }
     } else if (flagHas(change.logFlags, EntryFlags::flagTableDeleted)) {
         ZET_TRACE_AS("cleanupEntryLog", _defaultTraceHandle(), 3, className(),

@@ -82,10 +82,10 @@ void Directory::search(Found& at, std::uint64_t key) const {
     std::uint32_t number = at.owner;
     std::uint32_t hops = 0;
     at.vacant = true;
-    at.cell = {number, 0};
     if (!present(number)) {
         return;
     }
+    std::uint32_t const wanted = at.cell.index;
     at.vacant = false;
     do {
         BucketView const view = scan_.view(*bucket(number), at.tag);
@@ -95,7 +95,9 @@ void Directory::search(Found& at, std::uint64_t key) const {
         at.lastBucket = number;
         if (!at.vacant && view.occupied != allOccupied) {
             at.vacant = true;
-            at.cell = {number, static_cast<std::uint32_t>(std::countr_one(view.occupied))};
+            bool const free = (view.occupied >> wanted & 1U) == 0;
+            at.cell = {number,
+                       free ? wanted : static_cast<std::uint32_t>(std::countr_one(view.occupied))};
         }
         at.damaged = at.damaged || !sumWhole(view.sum, view.occupied, at.owner);
     } while (follow(at.owner, number, hops, at.damaged));

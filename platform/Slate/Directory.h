@@ -28,6 +28,7 @@
 //   Order::keyMix   tag = bijective mix of the key; owner = its top bits. Tags are unique.
 //   Order::version  tag = low 32 bits of the version; owner = version / 7 modulo the bucket count;
 //                   two versions in one chain can have the same tag and are told apart by the slot.
+//                   A version is entered at version modulo 7 of its first bucket when that is free.
 //
 // The walk order is (owner, tag, key): every position in it follows from the key alone, so a walk
 // can go on from a key that is gone, in another process or after a restart.
@@ -91,19 +92,25 @@ class Directory {
     }
     Position behind(std::uint64_t key) const { return {ownerOf(key), false, tagOf(key), key}; }
 
-    // Nearly always the key stands in the first bucket of its chain, under a tag that nobody else
-    // has.
+    // Nearly always the key stands in the first bucket of its chain: a version where it was entered
+    // by choice, and any other key under a tag that nobody else has.
     void find(std::uint64_t key, Found& at) const {
         at.found = false;
         at.damaged = false;
+        bool here = false;
         if (geometry_.order == Order::version) {
+            std::uint64_t const sevens = key / bucketEntries;
             at.tag = static_cast<std::uint32_t>(key);
-            at.owner = ownerOf(key);
+            at.owner = static_cast<std::uint32_t>(sevens) & (geometry_.bucketCount - 1);
+            at.cell = {at.owner, static_cast<std::uint32_t>(key - sevens * bucketEntries)};
+            here = versionStandsAt(at, key);
         } else {
             at.tag = keyMix(static_cast<std::uint32_t>(key));
             at.owner = static_cast<std::uint32_t>(std::uint64_t{at.tag} >> shift_);
+            at.cell = {at.owner, 0};
+            here = findAtOnce(at);
         }
-        if (!findAtOnce(at, key)) {
+        if (!here) {
             search(at, key);
         }
     }
@@ -163,11 +170,11 @@ class Directory {
     bool follow(std::uint32_t owner, std::uint32_t& number, std::uint32_t& hops,
                 bool& damaged) const;
 
-    // `at` has the key's owner and tag.
+    // `at` has the key's owner and tag, and in `cell` where it is entered if that is free.
     void search(Found& at, std::uint64_t key) const;
 
     // `at` has the key's owner and tag. False when it takes more than one look.
-    bool findAtOnce(Found& at, std::uint64_t key) const {
+    bool findAtOnce(Found& at) const {
         if (!present(at.owner)) {
             return false;
         }
@@ -175,12 +182,24 @@ class Directory {
         if (matches == 0 || (matches & (matches - 1)) != 0) {
             return false;
         }
-        at.cell = {at.owner, static_cast<std::uint32_t>(std::countr_zero(matches))};
+        at.cell.index = static_cast<std::uint32_t>(std::countr_zero(matches));
         at.word = word(at.cell);
         at.slot = entryNumber(at.word) - 1;
-        at.found = entryTag(at.word) == at.tag && entryWhole(at.word, at.owner) &&
-                   slots_.present(at.slot) &&
-                   (geometry_.order != Order::version || slots_.key(at.slot) == key);
+        at.found =
+            entryTag(at.word) == at.tag && entryWhole(at.word, at.owner) && slots_.present(at.slot);
+        return at.found;
+    }
+
+    // The same for the version that would be entered at the cell of `at`. Its word leads to a slot
+    // with the whole key, and need not be checked itself.
+    bool versionStandsAt(Found& at, std::uint64_t version) const {
+        if (!present(at.owner)) {
+            return false;
+        }
+        at.word = word(at.cell);
+        at.slot = entryNumber(at.word) - 1;
+        at.found = entryTag(at.word) == at.tag && slots_.present(at.slot) &&
+                   slots_.key(at.slot) == version;
         return at.found;
     }
 
