@@ -111,8 +111,9 @@ Lmdb& lmdb() {
 }
 
 void lmdbWrite(benchmark::State& state) {
+    auto& environment = lmdb(); // made before the time counts
     for (auto _ : state) {
-        lmdb().write(inFlight);
+        environment.write(inFlight);
     }
     state.SetItemsProcessed(state.iterations());
 }
@@ -139,11 +140,12 @@ BENCHMARK(lmdbWriteLogLength)
 void lmdbGet(benchmark::State& state) {
     auto const& keys = randomKeys();
     std::size_t next = 0;
-    MDB_txn* const reading = lmdb().begin(MDB_RDONLY);
+    auto const& environment = lmdb();
+    MDB_txn* const reading = environment.begin(MDB_RDONLY);
     for (auto _ : state) {
         ::mdb_txn_reset(reading);
         require(::mdb_txn_renew(reading), "renew");
-        benchmark::DoNotOptimize(lmdb().read(reading, keys[next].number()));
+        benchmark::DoNotOptimize(environment.read(reading, keys[next].number()));
         next = next + 1 == keys.size() ? 0 : next + 1;
     }
     ::mdb_txn_abort(reading);
