@@ -31,6 +31,7 @@ PROJECT = HERE.parent
 # Program, repetitions, least time of a repetition in seconds.
 PROGRAMS = [
     ("LoamBench", 7, 0.05),
+    ("PartsBench", 7, 0.05),
     ("HardwareBench", 7, 0.1),
     ("PythonBench", 7, 0.1),
     ("RestartBench", 5, 0.1),
