@@ -25,6 +25,16 @@ target_compile_options(
               # directly, and the small ones are inlined.
               -fno-semantic-interposition
               $<$<NOT:$<CONFIG:Release>>:-fno-omit-frame-pointer>)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        # To clang, an 8-byte field of a 32-bit record is not aligned well enough for one access; it
+        # calls a library instead, whose locks other processes don't know.
+        message(FATAL_ERROR "A 32-bit build needs g++, and this is ${CMAKE_CXX_COMPILER_ID}")
+    endif()
+    # Files of any size, and 8-byte words of shared memory in one access each (Slate/Shared.h).
+    target_compile_definitions(loam_build_flags INTERFACE _FILE_OFFSET_BITS=64)
+    target_compile_options(loam_build_flags INTERFACE -msse2 -mfpmath=sse)
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     # At -O3, gcc 12 warns of `"text" + std::string{}` in the standard library itself (its bug 105651).
     target_compile_options(loam_build_flags INTERFACE $<$<CONFIG:Release>:-Wno-restrict>)

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <apps/hw/TcamArray.h>
+#include <cstddef>
 #include <iterator>
 
 namespace LoamHw {
@@ -19,6 +20,11 @@ std::int64_t slotBetween(std::int64_t below, std::int64_t above, std::int64_t en
         return std::max(above - 1 - gapAtEnds, middle);
     }
     return middle;
+}
+
+template <typename Slots>
+auto at(Slots& slots, std::int64_t slot) {
+    return slots.begin() + static_cast<std::ptrdiff_t>(slot);
 }
 
 } // namespace
@@ -101,8 +107,7 @@ TcamArray::Window TcamArray::spareWindow(Slot around) const {
         Slot const size = reach << level;
         Slot const begin = around / size * size;
         Slot const windowEnd = std::min(begin + size, slotCount);
-        auto const first = slots_.begin() + begin;
-        auto const free = std::count(first, slots_.begin() + windowEnd, nullptr);
+        auto const free = std::count(at(slots_, begin), at(slots_, windowEnd), nullptr);
         auto const wanted = spare * level / levels * static_cast<double>(windowEnd - begin);
         if (free > 0 && static_cast<double>(free - 1) >= wanted) {
             return {begin, windowEnd, windowEnd - begin - free};
@@ -117,7 +122,7 @@ void TcamArray::spread(Window const& window, Order::iterator added, std::uint32_
     while (first != order_.begin() && static_cast<Slot>(std::prev(first)->second) >= window.begin) {
         --first;
     }
-    std::fill(slots_.begin() + window.begin, slots_.begin() + window.end, nullptr);
+    std::fill(at(slots_, window.begin), at(slots_, window.end), nullptr);
     Slot const count = window.entries + 1;
     for (Slot i = 0; i < count; ++i, ++first) {
         auto const slot =

@@ -130,7 +130,7 @@ void Class::makeNames() {
         shift_ = 64 - bits;
         slots_.assign(std::size_t{1} << bits, {});
         bool const free = std::ranges::all_of(names, [&](Slot const& each) {
-            Slot& slot = slots_[each.ends.mixed(multiplier_) >> shift_];
+            Slot& slot = slots_[static_cast<std::size_t>(each.ends.mixed(multiplier_) >> shift_)];
             bool const wasFree = slot.attribute == nullptr || slot.name == each.name;
             slot = each; // a derived class's attribute hides one of its bases
             return wasFree;

@@ -138,7 +138,7 @@ class LOAM_EXPORT Class {
 
     Attribute const* maybeAttribute(std::string_view name) const noexcept {
         Impl::NameEnds const ends{name};
-        Slot const& slot = slots_[ends.mixed(multiplier_) >> shift_];
+        Slot const& slot = slots_[static_cast<std::size_t>(ends.mixed(multiplier_) >> shift_)];
         bool const same =
             slot.ends == ends && (name.size() <= Impl::NameEnds::reach || slot.name == name);
         return same ? slot.attribute : nullptr;

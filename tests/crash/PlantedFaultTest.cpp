@@ -107,7 +107,7 @@ struct Word {
 };
 
 std::uint64_t wordAt(TreeImage::File const& file, std::uint64_t offset) {
-    auto const page = file.pages.find(offset / pageBytes);
+    auto const page = file.pages.find(static_cast<std::size_t>(offset / pageBytes));
     std::uint64_t word = 0;
     if (page != file.pages.end()) {
         std::memcpy(&word, page->second.data() + offset % pageBytes, sizeof word);

@@ -116,11 +116,12 @@ class Test(FrontDoor):
                 self.assertEqual(done.stdout.count("FAILED"), 1)
 
     def test_LongTakesTheLongTestsAndTheProgramsUnderSanitizers(self):
+        self.play("python3", "exit 0")
         self.assertEqual(self.start("test", "--long").returncode, 0)
         self.assertIn("build asan", self.calls())
         self.assertIn("build tsan", self.calls())
-        short = [call for call in self.ctest_calls() if "-LE" in call]
-        self.assertTrue(all("--preset tsan" in call for call in short), short)
+        short = [call.split()[2] for call in self.ctest_calls() if "-LE" in call]
+        self.assertEqual(short, ["tsan", "words32"])
 
     def test_TheFiguresThatTestsHaveCountedAreAddedUp(self):
         log = self.project / "build/debug/Testing/Temporary/LastTest.log"
@@ -134,6 +135,24 @@ class Test(FrontDoor):
         for arguments in ((), ("Kill",)):
             out = self.start("test", *arguments).stdout
             self.assertIn("1,234 kills, nothing lost\n7 steps of a walk, SOMETHING lost\n", out)
+
+    def test_LongTakesTheTestsIn32BitsAndBothWordSizesTogether(self):
+        self.play("python3", "exit 0")
+        self.assertEqual(self.start("test", "--long").returncode, 0)
+        calls = self.calls()
+        at = calls.index("setup words32")
+        self.assertEqual(calls[at + 1], "build words32")
+        self.assertTrue(calls[at + 2].startswith("ctest --preset words32 "), calls[at + 2])
+        self.assertEqual(
+            calls[at + 3],
+            f"python3 -B {self.project}/tests/words/mixed.py "
+            f"{self.project}/build/debug/bin {self.project}/build/words32/bin",
+        )
+        for script, text in (("python3", "exit 1"), ("ctest", f"{PASSED}; [[ $2 != words32 ]]")):
+            self.play(script, text)
+            done = self.start("test", "--long")
+            self.assertEqual((done.returncode, done.stdout.count("FAILED")), (1, 1))
+            self.play(script, PASSED)
 
     def test_TestRefusesWhatItDoesNotKnow(self):
         for arguments, words in (

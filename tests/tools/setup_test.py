@@ -66,6 +66,58 @@ class Setup(Scripts):
         self.assertIn("--no-remove", call)  # nothing of the user's goes
         self.assertTrue(call.endswith(" libfmt-dev ninja-build"), call)
 
+    def test_TheOtherArchitectureIsAddedBeforeItsPackagesAreInstalled(self):
+        self.missing("libfmt-dev:i386", "libgtest-dev:i386")
+        self.sudo()
+        self.play("dpkg", "exit 0")  # no foreign architecture
+        self.apt(f'[[ $1 == update || $(grep -c "^apt-get install" "{self.log}") == 2 ]]')
+        done = self.setup("words32")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        calls = [call for call in self.calls() if call.startswith(("apt-get", "dpkg "))]
+        self.assertEqual(
+            [" ".join(call.split()[:2]) for call in calls],
+            [
+                "dpkg --print-foreign-architectures",
+                "dpkg --add-architecture",
+                "apt-get install",
+                "apt-get update",
+                "apt-get install",
+            ],
+        )
+        self.assertTrue(calls[-1].endswith(" libfmt-dev:i386 libgtest-dev:i386"), calls[-1])
+
+    def test_AnArchitectureThatIsKnownIsNotAdded(self):
+        self.missing("libfmt-dev:i386")
+        self.sudo()
+        self.play("dpkg", "echo i386")
+        self.apt("exit 0")
+        self.assertEqual(self.setup("words32").returncode, 0)
+        self.assertFalse([call for call in self.calls() if "--add-architecture" in call])
+
+    def test_WhoMayNotInstallIsToldOfTheArchitectureToo(self):
+        self.missing("libfmt-dev:i386")
+        self.play("sudo", "exit 1")
+        self.play("dpkg", "exit 0")
+        done = self.setup("words32")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(
+            "    sudo dpkg --add-architecture i386 && sudo apt-get update\n"
+            "    sudo apt-get install --no-install-recommends libfmt-dev:i386\n",
+            done.stderr,
+        )
+
+    def test_APackageOfTheOtherArchitectureIsNoneOfTheMachinesOwn(self):
+        self.play(
+            "dpkg-query",
+            'for name; do case $name in -*) ;; libfmt-dev) echo "libfmt-dev:i386 installed" ;; '
+            '*) echo "${name%:*}:amd64 installed" ;; esac; done',
+        )
+        self.sudo()
+        self.apt("exit 0")
+        self.assertEqual(self.setup("run").returncode, 0)
+        (call,) = self.apt_calls()
+        self.assertTrue(call.endswith(" libfmt-dev"), call)
+
     def test_TheListsAreFetchedOnlyWhenAnInstallationFails(self):
         self.missing("g++")
         self.sudo()

@@ -67,7 +67,7 @@ void Recorder::note(RecordedOperation operation, Handle const& dependency,
     }
     put(line);
     ++operations_;
-    recent_[operations_ % recent_.size()] = {handle, operations_};
+    recent_[static_cast<std::size_t>(operations_ % recent_.size())] = {handle, operations_};
 }
 
 std::string Recorder::close() {

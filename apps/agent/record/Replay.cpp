@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <apps/agent/Programmer.h>
 #include <apps/agent/record/Replay.h>
+#include <cstddef>
+#include <cstdint>
 #include <utility>
 
 namespace LoamAgent {
@@ -15,6 +17,11 @@ std::string noTable(std::string const& name, Platform const& platform) {
         there += fmt::format("{}{}", there.empty() ? "" : ", ", table->name());
     }
     return fmt::format("there is no table {}; there is: {}", name, there);
+}
+
+// Operations are numbered from 1.
+std::size_t placeOf(std::uint64_t operation) {
+    return static_cast<std::size_t>(operation - 1);
 }
 
 } // namespace
@@ -52,7 +59,7 @@ void Replay::start(std::vector<RecordedOperation> operations) {
     dependedOn_.assign(operations_.size(), false);
     for (auto const& operation : operations_) {
         if (operation.dependency != 0) {
-            dependedOn_[operation.dependency - 1] = true;
+            dependedOn_[placeOf(operation.dependency)] = true;
         }
     }
     next_ = 0;
@@ -99,7 +106,7 @@ bool Replay::ask(RecordedOperation const& operation) {
     std::size_t const unit = platform_.placeOfUnit(operation.unitId);
     Handle dependency;
     if (operation.dependency != 0) {
-        dependency = handles_[operation.dependency - 1];
+        dependency = handles_[placeOf(operation.dependency)];
     } else if (!operation.dependencyTable.empty()) {
         auto const& other = *platform_.table(operation.dependencyTable);
         if (other.queued() != 0) {

@@ -110,6 +110,20 @@ std::string platformText() {
     return text;
 }
 
+// The golden text is that of a 64-bit process. In another one, these are as wide as its words.
+std::string withWordsOfThisProcess(std::string text) {
+    for (std::string const before :
+         {"pollTableVersions: operation() of", "queued: scalar of", "run: operation(budget:"}) {
+        auto const at = text.find(before + " unsigned 64 bits");
+        EXPECT_NE(at, std::string::npos) << before;
+        if (at != std::string::npos) {
+            text.replace(at + before.size(), std::string_view{" unsigned 64 bits"}.size(),
+                         fmt::format(" unsigned {} bits", 8 * sizeof(std::size_t)));
+        }
+    }
+    return text;
+}
+
 TEST(InspectClass, IsWhatTheGoldenTextSays) {
     std::string const text =
         familyText(Ipv4SystemPolicyTcamEntryFamily::Constants::tableName) + platformText();
@@ -120,7 +134,8 @@ TEST(InspectClass, IsWhatTheGoldenTextSays) {
     ASSERT_TRUE(file) << LOAM_GOLDEN_FILE;
     std::stringstream golden;
     golden << file.rdbuf();
-    EXPECT_EQ(text, golden.str()) << "to accept the new text, run with LOAM_UPDATE_GOLDEN=1";
+    EXPECT_EQ(text, withWordsOfThisProcess(golden.str()))
+        << "to accept the new text, run with LOAM_UPDATE_GOLDEN=1";
 }
 
 TEST(InspectClass, TheClassesOfAllTablesAreTheSameButForTheName) {

@@ -72,9 +72,10 @@ TEST_F(RingFuzz, FlippedBitsNeverShowAMessageThatWasNotWritten) {
         // The description area is mostly empty: aim at the parts that say something.
         for (auto flips = 1 + random() % 40; flips > 0; --flips) {
             auto const where = random() % 3;
-            auto const at = where == 0   ? random() % 80
-                            : where == 1 ? 4096 + random() % 256
-                                         : 69632 + random() % (bytes.size() - 69632);
+            auto const at =
+                static_cast<std::size_t>(where == 0   ? random() % 80
+                                         : where == 1 ? 4096 + random() % 256
+                                                      : 69632 + random() % (bytes.size() - 69632));
             bytes[at] = static_cast<char>(bytes[at] ^ (1 << random() % 8));
         }
         read(bytes, counts);
@@ -87,7 +88,7 @@ TEST_F(RingFuzz, FlippedBitsBehindTheSuperblockLeaveTheRestReadable) {
     std::mt19937_64 random{2};
     for (int round = 0; round < 200; ++round) {
         auto bytes = image;
-        auto const at = 69632 + random() % (bytes.size() - 69632);
+        auto const at = static_cast<std::size_t>(69632 + random() % (bytes.size() - 69632));
         bytes[at] = static_cast<char>(bytes[at] ^ (1 << random() % 8));
         Counts counts;
         read(bytes, counts);
@@ -114,7 +115,7 @@ TEST_F(RingFuzz, AFileOfAnyLengthIsReadOrRefused) {
     std::mt19937_64 random{4};
     Counts counts;
     for (int round = 0; round < 100; ++round) {
-        read(image.substr(0, random() % image.size()), counts);
+        read(image.substr(0, static_cast<std::size_t>(random() % image.size())), counts);
     }
     EXPECT_EQ(counts.refused, 100);
 }

@@ -229,7 +229,7 @@ TEST_F(RingWrite, MessagesOfEverySizeFillTheBlocksAndStayWhole) {
     reader.forEach([&](Reader::Msg const& msg) {
         EXPECT_TRUE(last == 0 || msg.sequence == last + 1);
         last = msg.sequence;
-        ASSERT_EQ(msg.bytes.size(), sizes.at(msg.sequence));
+        ASSERT_EQ(msg.bytes.size(), sizes.at(static_cast<std::size_t>(msg.sequence)));
         for (std::size_t at = 0; at < msg.bytes.size(); at += 8) {
             std::uint64_t value = 0;
             std::memcpy(&value, msg.bytes.data() + at, 8);
