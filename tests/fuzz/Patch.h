@@ -35,10 +35,11 @@ inline void patch(std::string& file, std::span<std::uint8_t const> changes) {
             word ^= value;
             break;
         case 1:
-            std::memcpy(&word, file.data() + value % words * 8, sizeof word);
+            std::memcpy(&word, file.data() + static_cast<std::size_t>(value % words) * 8,
+                        sizeof word);
             break;
         case 2:
-            file.resize(at + value % 9);
+            file.resize(at + static_cast<std::size_t>(value % 9));
             continue;
         default:
             word ^= std::uint64_t{1} << value % 64;

@@ -196,7 +196,7 @@ class Folders:
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("bins", nargs=2, type=Path, metavar="BIN")
-    parser.add_argument("--entries", type=int, default=6000, help="rules of each kind")
+    parser.add_argument("--entries", type=int, default=42000, help="rules of all kinds together")
     parser.add_argument("--types", default="ipv4,ipv6,l2,mpls,vxlan,tunnel,olp", help="the kinds")
     options = parser.parse_args()
     bins = programs_of([folder.resolve() for folder in options.bins])
@@ -205,7 +205,7 @@ def main():
         work = folders.switch().work
         policies = [work / "first.json", work / "second.json"]
         for seed, policy in enumerate(policies, 1):
-            count = options.entries // (3 - seed)
+            count = options.entries // len(options.types.split(",")) // (3 - seed)
             subprocess.run(
                 [bins[64] / "loam-policy-gen", "-n", str(count), "-s", str(seed)]
                 + ["-t", options.types, "-o", policy],
