@@ -33,6 +33,7 @@ constexpr char const* footer =
 void parse(int argc, char** argv, Options& options) {
     CLI::App app{"Programs a policy into the software tables of a switch and keeps them so."};
     app.footer(footer);
+    app.set_version_flag("--version", LOAM_VERSION);
     options.root = fmt::format("/dev/shm/loam-{}", ::geteuid());
     app.add_option("--root", options.root, "folder of the shared memory; made if its parent exists")
         ->capture_default_str();

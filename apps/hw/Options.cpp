@@ -59,6 +59,7 @@ std::variant<Options, int> optionsFrom(int argc, char const* const* argv) {
         ->check(CLI::Range(10U, 3'600'000U))
         ->capture_default_str();
     app.add_flag("--verbose,-v", options.verbose, "Tell each step on standard error");
+    app.set_version_flag("--version", LOAM_VERSION);
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError const& error) {

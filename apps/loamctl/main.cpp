@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <apps/loamctl/Command.h>
@@ -12,6 +13,8 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <string>
+#include <string_view>
 #include <unistd.h>
 
 namespace {
@@ -37,6 +40,7 @@ Command const* parse(CLI::App& app, int argc, char** argv, Options& options) {
     app.add_option("--manager", options.manager, "name of the tables' folder below it")
         ->capture_default_str();
     app.add_flag("--json", options.json, "print JSON");
+    app.set_version_flag("--version", LOAM_VERSION);
     for (auto const& command : allCommands()) {
         auto* const added = app.add_subcommand(command.name, command.description);
         added->fallthrough();
@@ -53,8 +57,17 @@ Command const* parse(CLI::App& app, int argc, char** argv, Options& options) {
     return chosen;
 }
 
+// Who asks for JSON is told what is wrong in JSON, too.
+ExitStatus fail(bool json, ExitStatus status, std::string const& sentence) {
+    fmt::print(
+        stderr, "{}\n",
+        json ? nlohmann::json{{"error", sentence}, {"status", static_cast<int>(status)}}.dump()
+             : "loamctl: " + sentence);
+    return status;
+}
+
 // What is wrong with the command line, and what there is instead.
-ExitStatus refuse(CLI::App& app, CLI::ParseError const& error) {
+ExitStatus refuse(CLI::App& app, CLI::ParseError const& error, bool json) {
     auto const chosen = app.get_subcommands();
     auto const rest = app.remaining();
     auto const name =
@@ -64,7 +77,10 @@ ExitStatus refuse(CLI::App& app, CLI::ParseError const& error) {
         : name != rest.end() ? fmt::format("there is no command '{}'", *name)
         : dynamic_cast<CLI::RequiredError const*>(&error) != nullptr ? "a command is missing"
                                                                      : std::string{error.what()};
-    fmt::print(stderr, "loamctl: {}\n", sentence);
+    fail(json, exitUnusable, sentence);
+    if (json) {
+        return exitUnusable;
+    }
     if (!chosen.empty()) {
         fmt::print(stderr, "usage: loamctl [OPTIONS] {}; see loamctl {} --help\n",
                    usageOf(*chosen.front()), chosen.front()->get_name());
@@ -78,7 +94,7 @@ ExitStatus refuse(CLI::App& app, CLI::ParseError const& error) {
     return exitUnusable;
 }
 
-int run(int argc, char** argv) {
+int run(int argc, char** argv, bool json) {
     CLI::App app{"Looks into the software tables of a live or a dead agent."};
     app.name("loamctl");
     Options options;
@@ -87,7 +103,7 @@ int run(int argc, char** argv) {
         command = parse(app, argc, argv, options);
     } catch (CLI::ParseError const& error) {
         return error.get_exit_code() == 0 ? static_cast<ExitStatus>(app.exit(error))
-                                          : refuse(app, error);
+                                          : refuse(app, error, json);
     }
     if (command == nullptr) {
         listCommands(app, options.json    ? ListForm::json
@@ -103,16 +119,16 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_DFL); // `loamctl ... | head` ends without a word
+    bool const json = std::any_of(argv, argv + argc, [](char const* each) {
+        return std::string_view{each} == "--json"; // wherever parsing may end
+    });
     try {
-        return run(argc, argv);
+        return run(argc, argv, json);
     } catch (Ombra::CorruptionDetectedException const& damage) {
-        fmt::print(stderr, "loamctl: {}; see loamctl verify\n", damage.msg());
-        return exitDifferent;
+        return fail(json, exitDifferent, fmt::format("{}; see loamctl verify", damage.msg()));
     } catch (Ombra::Exception const& failure) {
-        fmt::print(stderr, "loamctl: {}\n", failure.msg());
-        return exitUnusable;
+        return fail(json, exitUnusable, failure.msg().str());
     } catch (std::exception const& failure) {
-        fmt::print(stderr, "loamctl: {}\n", failure.what());
-        return exitUnusable;
+        return fail(json, exitUnusable, failure.what());
     }
 }

@@ -43,6 +43,7 @@ int main(int argc, char** argv) {
     std::string file = "-";
 
     CLI::App app{"Writes a valid policy of many entries (OpenConfig ACL, RFC 7951 JSON)."};
+    app.set_version_flag("--version", LOAM_VERSION);
     app.add_option("-n,--entries", options.entries, "acl-entries per type")
         ->check(CLI::Range(std::uint32_t{0}, maxEntries))
         ->capture_default_str();

@@ -214,6 +214,32 @@ TEST(LoamCtl, WithoutACommandTellsItsCommands) {
     }
 }
 
+TEST(LoamCtl, WithJsonWhatIsRefusedIsAnObjectToo) {
+    Programs programs;
+    std::vector<std::vector<std::string>> const lines{
+        {"--json"}, {"nonsense", "--json"}, {"show", "--json"}, {"--json", "verify"}};
+    for (auto const& line : lines) {
+        auto const ran = programs.ctl(line);
+        EXPECT_EQ(ran.status, 2);
+        EXPECT_EQ(ran.out, "");
+        auto const refusal = json::parse(ran.err);
+        EXPECT_EQ(refusal["status"], 2);
+        EXPECT_FALSE(refusal["error"].get<std::string>().empty());
+    }
+}
+
+TEST(LoamCtl, EveryProgramTellsTheVersion) {
+    Programs programs;
+    auto const version = programs.ctl({"--version"});
+    EXPECT_EQ(version.status, 0);
+    EXPECT_THAT(version.out, testing::MatchesRegex("[0-9]+\\.[0-9]+\\.[0-9]+\n"));
+    for (auto const* program : {"loam-agent", "loam-hw", "loam-policy-gen"}) {
+        auto const ran = programs.run({Programs::program(program), "--version"});
+        EXPECT_EQ(ran.status, 0) << program;
+        EXPECT_EQ(ran.out, version.out) << program;
+    }
+}
+
 struct BadLine {
     char const* name;
     std::vector<std::string> words;
