@@ -14,7 +14,6 @@
 #include <exception>
 #include <filesystem>
 #include <string>
-#include <string_view>
 #include <unistd.h>
 
 namespace {
@@ -57,7 +56,8 @@ Command const* parse(CLI::App& app, int argc, char** argv, Options& options) {
     return chosen;
 }
 
-// Who asks for JSON is told what is wrong in JSON, too.
+// Who asks for JSON is told in JSON what went wrong, too. A command line that isn't understood is
+// for people.
 ExitStatus fail(bool json, ExitStatus status, std::string const& sentence) {
     fmt::print(
         stderr, "{}\n",
@@ -67,7 +67,7 @@ ExitStatus fail(bool json, ExitStatus status, std::string const& sentence) {
 }
 
 // What is wrong with the command line, and what there is instead.
-ExitStatus refuse(CLI::App& app, CLI::ParseError const& error, bool json) {
+ExitStatus refuse(CLI::App& app, CLI::ParseError const& error) {
     auto const chosen = app.get_subcommands();
     auto const rest = app.remaining();
     auto const name =
@@ -77,10 +77,7 @@ ExitStatus refuse(CLI::App& app, CLI::ParseError const& error, bool json) {
         : name != rest.end() ? fmt::format("there is no command '{}'", *name)
         : dynamic_cast<CLI::RequiredError const*>(&error) != nullptr ? "a command is missing"
                                                                      : std::string{error.what()};
-    fail(json, exitUnusable, sentence);
-    if (json) {
-        return exitUnusable;
-    }
+    fmt::print(stderr, "loamctl: {}\n", sentence);
     if (!chosen.empty()) {
         fmt::print(stderr, "usage: loamctl [OPTIONS] {}; see loamctl {} --help\n",
                    usageOf(*chosen.front()), chosen.front()->get_name());
@@ -94,16 +91,15 @@ ExitStatus refuse(CLI::App& app, CLI::ParseError const& error, bool json) {
     return exitUnusable;
 }
 
-int run(int argc, char** argv, bool json) {
+int run(int argc, char** argv, Options& options) {
     CLI::App app{"Looks into the software tables of a live or a dead agent."};
     app.name("loamctl");
-    Options options;
     Command const* command = nullptr;
     try {
         command = parse(app, argc, argv, options);
     } catch (CLI::ParseError const& error) {
         return error.get_exit_code() == 0 ? static_cast<ExitStatus>(app.exit(error))
-                                          : refuse(app, error, json);
+                                          : refuse(app, error);
     }
     if (command == nullptr) {
         listCommands(app, options.json    ? ListForm::json
@@ -119,16 +115,15 @@ int run(int argc, char** argv, bool json) {
 
 int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_DFL); // `loamctl ... | head` ends without a word
-    bool const json = std::any_of(argv, argv + argc, [](char const* each) {
-        return std::string_view{each} == "--json"; // wherever parsing may end
-    });
+    Options options;
     try {
-        return run(argc, argv, json);
+        return run(argc, argv, options);
     } catch (Ombra::CorruptionDetectedException const& damage) {
-        return fail(json, exitDifferent, fmt::format("{}; see loamctl verify", damage.msg()));
+        return fail(options.json, exitDifferent,
+                    fmt::format("{}; see loamctl verify", damage.msg()));
     } catch (Ombra::Exception const& failure) {
-        return fail(json, exitUnusable, failure.msg().str());
+        return fail(options.json, exitUnusable, failure.msg().str());
     } catch (std::exception const& failure) {
-        return fail(json, exitUnusable, failure.what());
+        return fail(options.json, exitUnusable, failure.what());
     }
 }

@@ -214,17 +214,17 @@ TEST(LoamCtl, WithoutACommandTellsItsCommands) {
     }
 }
 
-TEST(LoamCtl, WithJsonWhatIsRefusedIsAnObjectToo) {
+TEST(LoamCtl, WithJsonWhatGoesWrongIsAnObjectToo) {
     Programs programs;
-    std::vector<std::vector<std::string>> const lines{
-        {"--json"}, {"nonsense", "--json"}, {"show", "--json"}, {"--json", "verify"}};
+    std::vector<std::vector<std::string>> const lines{{"--json", "show", "nosuchtable"},
+                                                      {"call", "object", "operation", "--json"}};
     for (auto const& line : lines) {
         auto const ran = programs.ctl(line);
         EXPECT_EQ(ran.status, 2);
         EXPECT_EQ(ran.out, "");
-        auto const refusal = json::parse(ran.err);
-        EXPECT_EQ(refusal["status"], 2);
-        EXPECT_FALSE(refusal["error"].get<std::string>().empty());
+        auto const failure = json::parse(ran.err);
+        EXPECT_EQ(failure["status"], 2);
+        EXPECT_FALSE(failure["error"].get<std::string>().empty());
     }
 }
 
