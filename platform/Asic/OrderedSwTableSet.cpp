@@ -38,18 +38,14 @@ void OrderedSwTableSet::maybeUpdatePendingHwWrites() {
     swTableStatus_->pendingHwWritesIs(anyPendingHwWrites(nullptr));
 }
 
-// A table that was replaced in the set may live on with a client; it has no say here. While
-// `tableStatusVersion` is at it, the status can only rise.
+// A table that was replaced in the set may live on with a client; it has no say here.
 void OrderedSwTableSet::maybeUpdatePendingHwWritesOf(OrderedSwTable const& changed) {
-    if (telling_ && swTableStatus_->pendingHwWrites()) {
-        return;
-    }
     bool const asked = &changed == lastPending_ || isMember(changed);
     if (asked && changed.hasPendingHwWrites()) {
         lastPending_ = &changed;
         nonePending_ = false;
         swTableStatus_->pendingHwWritesIs(true);
-    } else if (!telling_) {
+    } else {
         swTableStatus_->pendingHwWritesIs(!(asked && nonePending_) &&
                                           anyPendingHwWrites(asked ? &changed : nullptr));
     }
@@ -78,18 +74,10 @@ bool OrderedSwTableSet::anyPendingHwWrites(OrderedSwTable const* saidNo) {
 
 // By number, since a response handler may make another unit's table, or this one's anew.
 void OrderedSwTableSet::tableStatusVersion(LogVersion version) {
-    struct Telling {
-        bool& on;
-        ~Telling() { on = false; }
-    };
-    {
-        Telling const telling{telling_ = true};
-        for (std::size_t i = 0; i < inTurn_.size(); ++i) {
-            Ombra::Ptr<OrderedSwTable> const table{inTurn_[i]};
-            table->tableStatusVersion(version);
-        }
+    for (std::size_t i = 0; i < inTurn_.size(); ++i) {
+        Ombra::Ptr<OrderedSwTable> const table{inTurn_[i]};
+        table->tableStatusVersion(version);
     }
-    maybeUpdatePendingHwWrites();
 }
 
 } // namespace Asic

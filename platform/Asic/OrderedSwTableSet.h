@@ -46,8 +46,8 @@ class LOAM_EXPORT OrderedSwTableSet : public Zet::Tracked<OrderedSwTableSet, Omb
     // What a table calls before it parks an operation.
     void mayBePending() noexcept { nonePending_ = false; }
 
-    // Tells every unit's table how far the hardware side has come. The tables ask for the status
-    // one by one; that there is nothing pending is found out once, behind the last of them.
+    // Tells every unit's table how far the hardware side has come, in the order in which the units
+    // were made.
     void tableStatusVersion(LogVersion version);
 
   private:
@@ -60,7 +60,6 @@ class LOAM_EXPORT OrderedSwTableSet : public Zet::Tracked<OrderedSwTableSet, Omb
     std::vector<OrderedSwTable*> inTurn_; // the tables of `swTables_`, one per unit
     OrderedSwTable const* lastPending_ = nullptr;
     bool nonePending_ = false; // all were asked, and none has parked an operation since
-    bool telling_ = false;     // within `tableStatusVersion`
 };
 
 } // namespace Asic

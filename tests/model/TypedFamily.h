@@ -7,9 +7,12 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <array>
 #include <set>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 // The operations of `FamilyUnderTest` for the classes of one family.
 namespace model {
@@ -26,6 +29,7 @@ class TypedFamily final : public FamilyUnderTest {
     bool made(unsigned unit) const override { return units_[unit].table != nullptr; }
     void letGo() override {
         units_ = {};
+        madeInOrder_.clear();
         statusSubscription_.end();
         intf_ = nullptr;
     }
@@ -90,6 +94,7 @@ class TypedFamily final : public FamilyUnderTest {
         units_[unit].table = intf_->makeSwTable(
             static_cast<Asic::UnitId>(unit),
             ownHelper ? Ombra::ptrIs<OwnHelper>(*this, unit) : Ombra::Ptr<OwnHelper>{}, reset);
+        noteMade(unit);
     }
 
     void helper(unsigned unit, HelperMode mode, Reaction const& reaction) override {
@@ -117,18 +122,12 @@ class TypedFamily final : public FamilyUnderTest {
             auto const id = static_cast<Asic::UnitId>(unit);
             if (!made(unit) && intf_->swTableSet()->swTableHas(id)) {
                 units_[unit].table = Ombra::dynamicCast<SwTable>(intf_->swTableSet()->swTable(id));
+                noteMade(unit);
             }
         }
     }
 
-    std::vector<unsigned> unitOrder() const override {
-        std::vector<unsigned> result;
-        for (Asic::OrderedSwTableSet::SwTables::IteratorConst i{intf_->swTableSet()->swTables()}; i;
-             ++i) {
-            result.push_back(i->fwkKey());
-        }
-        return result;
-    }
+    std::vector<unsigned> unitOrder() const override { return madeInOrder_; }
 
     void turnOfHardware(unsigned most, unsigned refusedKey) override;
     void dieWithin(Step const& step) override;
@@ -169,6 +168,12 @@ class TypedFamily final : public FamilyUnderTest {
         Reaction helperReaction{};
         Ombra::Subscription subscription;
     };
+
+    void noteMade(unsigned unit) {
+        if (std::ranges::find(madeInOrder_, unit) == madeInOrder_.end()) {
+            madeInOrder_.push_back(unit);
+        }
+    }
 
     static SwTable& writable(SwTable const& table) { return const_cast<SwTable&>(table); }
     static Entry entryOf(Key key, Value value) {
@@ -242,6 +247,7 @@ class TypedFamily final : public FamilyUnderTest {
     Ombra::Ptr<typename F::Interface> intf_;
     Ombra::Subscription statusSubscription_;
     std::array<Unit, unitCount> units_{};
+    std::vector<unsigned> madeInOrder_; // units, as the set tells them of the hardware's progress
 };
 
 } // namespace model
