@@ -13,23 +13,23 @@ namespace LoamSystemAcl {
 
 namespace {
 
-OrderedTable::UnitLoaded const unitLoaded{xxxEntryLogModule, XxxConstants::row.alignsAtLoad};
+OrderedTable::UnitLoaded const entryLogLoaded{xxxEntryLogModule, XxxConstants::row.alignsAtLoad};
 
 // Made in this order when the library is loaded. Only the first is ever raised.
 Zet::LogHandle errorLog{&hwAbstractionError, Ombra::Duration{0}, 1.0, 0, 0};
 Zet::LogHandle relaunchErrorLog{&hwAbstractionRelaunchError, Ombra::Duration{0}, 1.0, 0, 0};
 Zet::LogHandle exceptionLog{&hwAbstractionException, Ombra::Duration{0}, 1.0, 0, 0};
 
-Zet::TraceHandle const& _defaultTraceHandle() {
+using ConfigSlateAttr = Zet::PtrMapAttr<XxxEntryLog::TableConfigSlate>;
+using LogAccessor = Asic::EntryLogAccessor<XxxEntryLog>;
+using ConstLogAccessor = Asic::EntryLogAccessor<XxxEntryLog const>;
+
+} // namespace
+
+Zet::TraceHandle const& XxxEntryLog::_defaultTraceHandle() {
     static Zet::TraceHandle const handle{"XxxEntryLog", false};
     return handle;
 }
-
-using ConfigSlateAttr = Zet::PtrMapAttr<XxxEntryLog::TableConfigSlate>;
-using Accessor = Asic::EntryLogAccessor<XxxEntryLog>;
-using ConstAccessor = Asic::EntryLogAccessor<XxxEntryLog const>;
-
-} // namespace
 
 XxxEntryLog::XxxEntryLog(Asic::SwTableId tableId,
                          Ombra::Ptr<Orbis::EntityManager> const& entityManager,
@@ -80,53 +80,53 @@ Asic::LogVersion XxxEntryLog::entryIs(XxxLogEntry const& tableEntry,
                                       Asic::UnitId unitId,
                                       Ombra::Ptr<Asic::SwTableStats> const& stats,
                                       bool suppressIdenticalWrites) {
-    return Accessor{this}.entryIs(tableEntry, rsrcKeys, neededEntry, unitId, stats,
-                                  suppressIdenticalWrites);
+    return LogAccessor{this}.entryIs(tableEntry, rsrcKeys, neededEntry, unitId, stats,
+                                     suppressIdenticalWrites);
 }
 
 Asic::LogVersion XxxEntryLog::entryDel(XxxEntryKey const& key, NeededPtr const& neededEntry,
                                        Asic::UnitId unitId) {
-    return Accessor{this}.entryDel(key, neededEntry, unitId);
+    return LogAccessor{this}.entryDel(key, neededEntry, unitId);
 }
 
 Asic::LogVersion XxxEntryLog::tableDel(NeededPtr const& neededEntry, Asic::UnitId unitId) {
-    return Accessor{this}.tableDel(neededEntry, unitId);
+    return LogAccessor{this}.tableDel(neededEntry, unitId);
 }
 
 XxxLogEntry XxxEntryLog::entry(XxxEntryKey const& key, Asic::UnitId unitId) const {
-    return ConstAccessor{this}.entry(key, unitId);
+    return ConstLogAccessor{this}.entry(key, unitId);
 }
 
 bool XxxEntryLog::entryHas(XxxEntryKey const& key, Asic::UnitId unitId) const {
-    return ConstAccessor{this}.entryHas(key, unitId);
+    return ConstLogAccessor{this}.entryHas(key, unitId);
 }
 
 XxxResourceKeys XxxEntryLog::entryRsrcKeys(XxxEntryKey const& key, Asic::UnitId unitId) const {
-    return ConstAccessor{this}.entryRsrcKeys(key, unitId);
+    return ConstLogAccessor{this}.entryRsrcKeys(key, unitId);
 }
 
 Asic::LogVersion XxxEntryLog::entryLogVersion(XxxEntryKey const& key, Asic::UnitId unitId) const {
-    return ConstAccessor{this}.entryLogVersion(key, unitId);
+    return ConstLogAccessor{this}.entryLogVersion(key, unitId);
 }
 
 std::uint32_t XxxEntryLog::entrys(Asic::UnitId unitId) const {
-    return ConstAccessor{this}.entrys(unitId);
+    return ConstLogAccessor{this}.entrys(unitId);
 }
 
 std::uint32_t XxxEntryLog::entrysInDeletion(Asic::UnitId unitId) const {
-    return ConstAccessor{this}.entrysInDeletion(unitId);
+    return ConstLogAccessor{this}.entrysInDeletion(unitId);
 }
 
 void XxxEntryLog::cleanupEntryLog(Asic::LogVersion tableVersion) {
-    Accessor{this}.cleanupEntryLog(tableVersion);
+    LogAccessor{this}.cleanupEntryLog(tableVersion);
 }
 
 void XxxEntryLog::mountSlateChangeLog() {
-    Accessor{this}.mountSlateChangeLog();
+    LogAccessor{this}.mountSlateChangeLog();
 }
 
 void XxxEntryLog::mountSlateConfig(Asic::UnitId unitId, Asic::LogVersion tableVersion) {
-    Accessor{this}.mountSlateConfig(unitId, tableVersion);
+    LogAccessor{this}.mountSlateConfig(unitId, tableVersion);
 }
 
 void XxxEntryLog::handleInitialized() {

@@ -8,6 +8,7 @@
 #include <LoamSystemAcl/XxxLogSlate.h>
 #include <Zet/Described.h>
 #include <Zet/HashMap2018.h>
+#include <Zet/TraceHandle.h>
 #include <Zet/Tracked.h>
 
 #include <array>
@@ -100,6 +101,8 @@ class LOAM_EXPORT XxxEntryLog final : public Zet::Tracked<XxxEntryLog, Asic::Ent
 
   private:
     friend struct Zet::Described<XxxEntryLog>;
+
+    static Zet::TraceHandle const& _defaultTraceHandle();
 
     Ombra::Ptr<XxxConfigSlate> askConfigSlate(Asic::UnitId unitId) const;
 

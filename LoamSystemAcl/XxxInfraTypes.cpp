@@ -9,14 +9,15 @@ namespace LoamSystemAcl {
 
 namespace {
 
-OrderedTable::UnitLoaded const unitLoaded{xxxInfraTypesModule, XxxConstants::row.alignsAtLoad};
+OrderedTable::UnitLoaded const infraTypesLoaded{xxxInfraTypesModule,
+                                                XxxConstants::row.alignsAtLoad};
 
-Zet::TraceHandle const& _defaultTraceHandle() {
+} // namespace
+
+Zet::TraceHandle const& XxxEntryWrapper::_defaultTraceHandle() {
     static Zet::TraceHandle const handle{"XxxSwTable", false};
     return handle;
 }
-
-} // namespace
 
 XxxEntryWrapper::XxxEntryWrapper(XxxEntry const& entry,
                                  Ombra::Ptr<Asic::OrderedSwTable::EntryHandle> const& entryHandle)

@@ -7,6 +7,7 @@
 #include <Ombra/Node.h>
 #include <Ombra/Ptr.h>
 #include <Zet/Described.h>
+#include <Zet/TraceHandle.h>
 #include <Zet/Tracked.h>
 
 // The two objects, besides its handle, that carry one operation on the table Xxx.
@@ -53,6 +54,8 @@ class LOAM_EXPORT XxxEntryWrapper final
 
   private:
     friend struct Zet::Described<XxxEntryWrapper>;
+
+    static Zet::TraceHandle const& _defaultTraceHandle();
 
     XxxEntry swTableEntry_;
     Ombra::Ptr<Asic::OrderedSwTable::EntryHandle> entryHandle_;

@@ -11,20 +11,20 @@ namespace LoamSystemAcl {
 
 namespace {
 
-OrderedTable::UnitLoaded const unitLoaded{xxxInterfaceModule, XxxConstants::row.alignsAtLoad};
+OrderedTable::UnitLoaded const interfaceLoaded{xxxInterfaceModule, XxxConstants::row.alignsAtLoad};
 
-Zet::TraceHandle const& _defaultTraceHandle() {
+using InterfaceAccessor = Asic::TableInterfaceAccessor<XxxInterface>;
+
+} // namespace
+
+Zet::TraceHandle const& XxxInterface::_defaultTraceHandle() {
     static Zet::TraceHandle const handle{"XxxInterface", false};
     return handle;
 }
 
-using Accessor = Asic::TableInterfaceAccessor<XxxInterface>;
-
-} // namespace
-
 Ombra::Ptr<XxxInterface>
 XxxInterface::getIntf(Ombra::Ptr<Asic::OrderedTableInterface> const& ordTblIntf) {
-    return Accessor::getIntf(ordTblIntf);
+    return InterfaceAccessor::getIntf(ordTblIntf);
 }
 
 XxxInterface::XxxInterface(Ombra::Ptr<Asic::OrderedTableInterface> const& orderedTableIntf)
@@ -49,11 +49,11 @@ Ombra::TypeData XxxInterface::typeData() const {
 Ombra::Ptr<XxxSwTable>
 XxxInterface::makeSwTable(Asic::UnitId unitId,
                           Ombra::Ptr<XxxSwTableHelperBase> const& swTableHelper, bool reset) {
-    return Accessor{this}.makeSwTable(unitId, swTableHelper, reset);
+    return InterfaceAccessor{this}.makeSwTable(unitId, swTableHelper, reset);
 }
 
 void XxxInterface::reconcile() {
-    Accessor{this}.reconcile();
+    InterfaceAccessor{this}.reconcile();
 }
 
 void XxxInterface::onDelete() {
@@ -62,7 +62,7 @@ void XxxInterface::onDelete() {
 }
 
 void XxxInterface::handleInitialized() {
-    Accessor{this}.handleInitialized();
+    InterfaceAccessor{this}.handleInitialized();
 }
 
 void XxxInterface::assertNotCreated(Asic::SwTableInterfacesSingleton const& singleton) {

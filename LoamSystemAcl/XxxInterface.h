@@ -8,6 +8,7 @@
 #include <LoamSystemAcl/XxxFamily.h>
 #include <LoamSystemAcl/XxxSwTable.h>
 #include <Zet/Described.h>
+#include <Zet/TraceHandle.h>
 #include <Zet/Tracked.h>
 
 // The front door of the table Xxx: one per process, found or made by `getIntf`, and alive to the
@@ -95,6 +96,8 @@ class LOAM_EXPORT XxxInterface final : public Zet::Tracked<XxxInterface, Asic::T
 
   private:
     friend struct Zet::Described<XxxInterface>;
+
+    static Zet::TraceHandle const& _defaultTraceHandle();
 
     Ombra::String tableName_;
     Ombra::String groupName_;

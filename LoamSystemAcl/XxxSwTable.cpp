@@ -23,12 +23,7 @@ namespace LoamSystemAcl {
 
 namespace {
 
-OrderedTable::UnitLoaded const unitLoaded{xxxSwTableModule, XxxConstants::row.alignsAtLoad};
-
-Zet::TraceHandle const& _defaultTraceHandle() {
-    static Zet::TraceHandle const handle{"XxxSwTable", false};
-    return handle;
-}
+OrderedTable::UnitLoaded const swTableLoaded{xxxSwTableModule, XxxConstants::row.alignsAtLoad};
 
 constexpr char const* className = "XxxSwTable";
 
@@ -45,6 +40,11 @@ using SnapshotAttr = Zet::EmbeddedMapAttr<XxxSwTable::SwTableEntries_py::TableEn
 } // namespace
 
 // --- XxxSwTable
+
+Zet::TraceHandle const& XxxSwTable::_defaultTraceHandle() {
+    static Zet::TraceHandle const handle{"XxxSwTable", false};
+    return handle;
+}
 
 XxxSwTable::XxxSwTable(Ombra::Ptr<Asic::CanonicalTableName const> const& tableName,
                        Asic::SwTableId tableId, Asic::UnitId unitId,

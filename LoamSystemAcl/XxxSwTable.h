@@ -14,6 +14,7 @@
 #include <OrderedTable/OrderedSwTableIteration.h>
 #include <Zet/Described.h>
 #include <Zet/HashMap2018.h>
+#include <Zet/TraceHandle.h>
 #include <Zet/Tracked.h>
 
 #include <functional>
@@ -250,6 +251,8 @@ class LOAM_EXPORT XxxSwTable final
 
   private:
     friend struct Zet::Described<XxxSwTable>;
+
+    static Zet::TraceHandle const& _defaultTraceHandle();
 
     Ombra::Ptr<XxxSwTableHelperBase> swTableHelper_;
     TransientAddEntry transientAddEntry_;

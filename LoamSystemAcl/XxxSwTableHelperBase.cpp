@@ -9,8 +9,8 @@ namespace LoamSystemAcl {
 
 namespace {
 
-OrderedTable::UnitLoaded const unitLoaded{xxxSwTableHelperBaseModule,
-                                          XxxConstants::row.alignsAtLoad};
+OrderedTable::UnitLoaded const helperBaseLoaded{xxxSwTableHelperBaseModule,
+                                                XxxConstants::row.alignsAtLoad};
 
 } // namespace
 

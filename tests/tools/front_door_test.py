@@ -87,7 +87,7 @@ class Test(FrontDoor):
                 "setup run test",
                 "check-format",
                 "build debug",
-                f"check-tidy {self.project}/build/debug",
+                "check-tidy",
                 "build asan-libraries",
                 "ctest --preset asan-libraries",
                 "ctest --preset debug",
