@@ -31,8 +31,9 @@ if(CMAKE_SIZEOF_VOID_P EQUAL 4)
         # calls a library instead, whose locks other processes don't know.
         message(FATAL_ERROR "A 32-bit build needs g++, and this is ${CMAKE_CXX_COMPILER_ID}")
     endif()
-    # Files of any size, and 8-byte words of shared memory in one access each (Slate/Shared.h).
-    target_compile_definitions(loam_build_flags INTERFACE _FILE_OFFSET_BITS=64)
+    # Files of any size, times behind January 2038 (in 32 bits no file of a later time is opened), and
+    # 8-byte words of shared memory in one access each (Slate/Shared.h).
+    target_compile_definitions(loam_build_flags INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
     target_compile_options(loam_build_flags INTERFACE -msse2 -mfpmath=sse)
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)

@@ -1,9 +1,9 @@
 #include <Ombra/Fmtrace.h>
 
-#include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <iterator>
+#include <time.h>
 #include <utility>
 
 namespace Ombra {
@@ -15,18 +15,17 @@ std::string_view baseName(std::string_view path) {
 }
 
 void toStandardError(TraceRecord const& record) {
-    using namespace std::chrono;
-    auto const now = system_clock::now();
-    auto const micros = duration_cast<microseconds>(now.time_since_epoch()).count() % 1'000'000;
-    std::time_t const seconds = system_clock::to_time_t(now);
+    // The standard library's clock ends in 2038 in a 32-bit process.
+    timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
     std::tm utc{};
-    ::gmtime_r(&seconds, &utc);
+    ::gmtime_r(&now.tv_sec, &utc);
 
     fmt::memory_buffer line;
     fmt::format_to(std::back_inserter(line), "{:02}:{:02}:{:02}.{:06} {} {} {}::{} {}:{} {}\n",
-                   utc.tm_hour, utc.tm_min, utc.tm_sec, micros, record.handleName, record.level,
-                   record.className, record.function, baseName(record.file), record.line,
-                   record.text);
+                   utc.tm_hour, utc.tm_min, utc.tm_sec, now.tv_nsec / 1000, record.handleName,
+                   record.level, record.className, record.function, baseName(record.file),
+                   record.line, record.text);
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
 

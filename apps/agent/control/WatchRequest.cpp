@@ -1,9 +1,10 @@
+#include <RingScribe/Clock.h>
+
 #include <algorithm>
 #include <apps/agent/Operation.h>
 #include <apps/agent/control/AgentControl.h>
 #include <apps/agent/control/Names.h>
 #include <apps/agent/control/Requests.h>
-#include <chrono>
 #include <iterator>
 #include <memory>
 #include <optional>
@@ -55,9 +56,8 @@ std::vector<std::string> eventsOf(Arguments const& arguments) {
 }
 
 std::uint64_t nowMs() {
-    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
-                                          std::chrono::system_clock::now().time_since_epoch())
-                                          .count());
+    // The standard library's clock ends in 2038 in a 32-bit process.
+    return static_cast<std::uint64_t>(RingScribe::clockNs(CLOCK_REALTIME) / 1'000'000);
 }
 
 class Watch {

@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <fstream>
+#include <support/LateFile.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -38,6 +39,16 @@ TEST_F(StateFolder, IsTheOwnersAlone) {
 
 TEST_F(StateFolder, LiesUnderDevShmUnlessAProgramSaysOtherwise) {
     EXPECT_EQ(formerRoot.str(), "/dev/shm/loam-" + std::to_string(::geteuid()));
+}
+
+TEST_F(StateFolder, OfTheYear2040IsReadAndChanged) {
+    Asic::GenId::create(shared(), "generation")->majorIdInc(7);
+    for (std::string const each : {"/entities", ""}) {
+        ASSERT_TRUE(testing_support::madeLate(stateFolder() + each)) << each;
+    }
+    auto const generation = Asic::GenId::create(shared(), "generation");
+    generation->majorIdInc(1);
+    EXPECT_EQ(generation->majorId(), 8U);
 }
 
 TEST_F(StateFolder, TheRootIsMade) {

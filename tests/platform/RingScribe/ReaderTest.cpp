@@ -2,6 +2,8 @@
 
 #include <RingScribe/Clock.h>
 
+#include <support/LateFile.h>
+
 namespace RingScribe {
 
 namespace {
@@ -95,6 +97,16 @@ TEST_F(RingReader, RefusesAFileOfAnotherKindByName) {
         EXPECT_EQ(failure.msg(),
                   "Ring file " + path() + ": is no ring file. Give the path of one.");
     }
+}
+
+TEST_F(RingReader, ReadsAFileOfTheYear2040AndAWriterKeepsItAside) {
+    open(path(), smallBytes);
+    say("late");
+    close();
+    ASSERT_TRUE(testing_support::madeLate(path()));
+    EXPECT_EQ(messagesOf(path()).front().text, "late");
+    open(path(), smallBytes);
+    EXPECT_EQ(messagesOf(path() + ".old").front().text, "late");
 }
 
 TEST_F(RingReader, RefusesAFileThatIsNotThere) {

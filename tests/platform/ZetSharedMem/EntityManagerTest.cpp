@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <support/LateFile.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -226,6 +227,21 @@ TEST_F(Files, AreForThisUserAlone) {
     EXPECT_EQ(status.st_mode & 07777, 0600U);
     EXPECT_EQ(status.st_nlink, 1U);
     EXPECT_FALSE(std::filesystem::exists(folder_ + "/a/b.slate.new"));
+}
+
+TEST_F(Files, OfTheYear2040AreOpenedByReaderAndWriter) {
+    mount(manager_, "a")->recordIs(entryOf(1, 11));
+    manager_->closeAll();
+    for (std::string const each : {"/a.slate", ""}) {
+        ASSERT_TRUE(testing_support::madeLate(folder_ + each)) << each;
+    }
+    auto const readers = Ombra::ptrIs<EntityManager>(name_, false);
+    auto const reader = mount(readers, "a", readInfo());
+    ASSERT_TRUE(reader);
+    EXPECT_EQ(valueAt(*reader, 1), 11U);
+    auto const writer = mount(manager_, "a");
+    EXPECT_FALSE(writer->control()->wiped());
+    EXPECT_EQ(valueAt(*writer, 1), 11U);
 }
 
 TEST_F(Files, ASecondWriterProcessIsNamed) {
