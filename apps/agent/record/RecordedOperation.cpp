@@ -5,10 +5,11 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <cstdint>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sys/stat.h>
 
 namespace LoamAgent {
 
@@ -137,16 +138,19 @@ std::string textOf(RecordedOperation const& operation) {
 }
 
 std::variant<ReadRecord, std::string> readRecord(std::string const& path) {
-    std::error_code error;
-    bool const regular = std::filesystem::is_regular_file(path, error);
-    if (!error && !regular) { // opening a pipe would wait for somebody to write
+    struct stat status {}; // std::filesystem's ends in 2038 in a 32-bit process
+    bool const there = ::stat(path.c_str(), &status) == 0;
+    if (there && !S_ISREG(status.st_mode)) { // opening a pipe would wait for somebody to write
         return fmt::format("{}: this is no regular file, and a record is one", path);
     }
-    auto const size = error ? 0 : std::filesystem::file_size(path, error);
-    std::ifstream file{path, std::ios::binary};
-    if (error || !file) {
-        return fmt::format("{}: {}", path, error ? error.message() : std::strerror(errno));
+    std::ifstream file;
+    if (there) {
+        file.open(path, std::ios::binary);
     }
+    if (!file.is_open()) {
+        return fmt::format("{}: {}", path, std::strerror(errno));
+    }
+    auto const size = static_cast<std::uint64_t>(status.st_size);
     if (size > mostRecordBytes) {
         return fmt::format("{}: it has {} bytes; a record has {} at most", path, size,
                            mostRecordBytes);

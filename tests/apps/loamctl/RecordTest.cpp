@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include <support/ControlClient.h>
+#include <support/LateFile.h>
 #include <support/Programs.h>
 #include <sys/stat.h>
 
@@ -168,6 +169,15 @@ TEST_F(Record, OfAnAgentThatWasKilledIsGoodAsFarAsItGoes) {
     auto const agent = agentWith(replayed, emptyPolicy);
     EXPECT_EQ(replayed.ctl({"replay", file()}).out,
               std::string{"the agent replays 1 operations"} + incomplete + "\n");
+    EXPECT_TRUE(agent->says("replayed: 1 operations"));
+}
+
+TEST_F(Record, OfTheYear2040IsReplayed) {
+    testing_support::contentIs(
+        file(), "loam-record 1\nremove MacSystemPolicyTcamEntry 0 0x00000001 -\nend 1\n");
+    ASSERT_TRUE(testing_support::madeLate(file()));
+    auto const agent = agentWith(replayed, emptyPolicy);
+    EXPECT_EQ(replayed.ctl({"replay", file()}).out, "the agent replays 1 operations\n");
     EXPECT_TRUE(agent->says("replayed: 1 operations"));
 }
 
