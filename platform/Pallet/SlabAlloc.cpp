@@ -255,6 +255,7 @@ inline void* allocate(unsigned size, SlabAllocationPattern pattern) noexcept {
         Slab& slab = *state.heaps[index].classes[classIndex(size)].current;
         if (FreeBlock* const block = slab.free; block != nullptr) [[likely]] {
             slab.free = block->next;
+            __builtin_prefetch(slab.free, 1); // the next one's: where the one behind it is told
             ++slab.used;
             return block;
         }
