@@ -4,6 +4,7 @@
 #include <Asic/NeededEntry.h>
 #include <Asic/OrderedSwTable.h>
 #include <Asic/OrderedSwTableSet.h>
+#include <Asic/ResolverEntry.h>
 #include <Ombra/Assert.h>
 #include <Ombra/Ptr.h>
 #include <OrderedTable/TypeName.h>
@@ -63,6 +64,8 @@ class OrderedSwTableAccessor {
     bool isResolverEntryResolved(Ombra::Ptr<ResolverEntry> const& resolverEntry);
     template <typename SwTableConstants, typename ResolverEntry, typename EntryWrapper>
     void commitEntry(Ombra::Ptr<Asic::ResolverEntry> const& resolvedEntry);
+    template <typename EntryWrapper>
+    void fetchAhead(EntryWrapper const& wrapper, ResolverEntry::Ahead what) const noexcept;
 
     // OrderedSwTableRead.h
     template <typename Key, typename Entry>
@@ -97,6 +100,8 @@ class OrderedSwTableAccessor {
   private:
     static constexpr char const* className = "OrderedSwTableAccessor";
 
+    template <typename Take>
+    auto takeFromConfig(typename Family::Key const& key, Take const& take) const;
     template <typename Key>
     EntryVersion nextVersionOf(Key const& key, char const* function) const;
     Ombra::Ptr<EntryHandle> newHandle(EntryVersion const& version, typename Family::Key const& key,
@@ -105,6 +110,7 @@ class OrderedSwTableAccessor {
 
     struct Commit;
     void refuse(Commit const& commit);
+    void readFromConfig(typename Family::Key const& key) const;
     template <typename SwTableConstants>
     void commitWrite(Commit const& commit);
     void commitRemove(Commit const& commit);

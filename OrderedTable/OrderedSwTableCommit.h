@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Ombra/Prefetch.h>
 #include <OrderedTable/OrderedSwTableAccessor.h>
 #include <OrderedTable/SlateRead.h>
 #include <Zet/System.h>
@@ -43,6 +44,29 @@ bool OrderedSwTableAccessor<T>::isResolverEntryResolved(
     return true;
 }
 
+template <typename T>
+template <typename EntryWrapper>
+void OrderedSwTableAccessor<T>::fetchAhead(EntryWrapper const& wrapper,
+                                           ResolverEntry::Ahead what) const noexcept {
+    using enum ResolverEntry::Ahead;
+    if (what == operation) {
+        Ombra::prefetch(&wrapper, sizeof wrapper);
+        return;
+    }
+    auto const& entryLog = *swTable_->entryLog();
+    auto const configSlate = entryLog.tableConfigSlate(swTable_->unitId());
+    if (!configSlate) {
+        return;
+    }
+    auto const& entries = configSlate->swTableEntries();
+    if (what == place) {
+        Ombra::prefetch(wrapper.entryHandle().get(), sizeof(EntryHandle));
+        entries.fetchPlace(wrapper.key());
+    } else {
+        entries.fetchRecord(wrapper.key());
+    }
+}
+
 // What a commit works with, fixed at its start. It holds counted references, because a response
 // handler may call back into the table.
 template <typename T>
@@ -63,10 +87,13 @@ struct OrderedSwTableAccessor<T>::Commit {
     // Takes the key's pending state away, unless a newer operation of the key has taken its place.
     void dropTransientIfCurrent(bool isAdd) const {
         auto const key = wrapper->key();
-        auto const pending =
-            isAdd ? swTable.transientAddEntry(key) : swTable.transientRemoveEntry(key);
-        if (!pending ||
-            !EntryVersion::isEq(pending->entryHandle()->entryVersion(), entryConfVersion)) {
+        auto const isCurrent = [&](auto const* pending) {
+            return pending != nullptr &&
+                   EntryVersion::isEq(pending->value()->entryHandle()->entryVersion(),
+                                      entryConfVersion);
+        };
+        if (!(isAdd ? isCurrent(swTable.transientAddEntryColl()[key])
+                    : isCurrent(swTable.transientRemoveEntryColl()[key]))) {
             return;
         }
         if (isAdd) {
@@ -131,6 +158,12 @@ void OrderedSwTableAccessor<T>::refuse(Commit const& commit) {
     respond(commit.entryHandle);
 }
 
+// As `entryFromConfig`, for the report of damage: what is read is of no use here.
+template <typename T>
+void OrderedSwTableAccessor<T>::readFromConfig(typename Family::Key const& key) const {
+    takeFromConfig(key, [](auto const&) {});
+}
+
 // The client's helper finishes the entry first; what it leaves in the wrapper is what is logged. A
 // version that the hardware side has passed already (a suppressed write whose old record is
 // trimmed) is done at once; any other waits for the table's status.
@@ -145,7 +178,7 @@ void OrderedSwTableAccessor<T>::commitWrite(Commit const& commit) {
     LogVersion const logVersion = [&] {
         auto const configSlate = entryLog->tableConfigSlate(swTable_->unitId());
         OrderedTable::ReadOnce const once{configSlate->swTableEntries()};
-        static_cast<void>(swTable_->entryFromConfig(commit.wrapper->key()));
+        readFromConfig(commit.wrapper->key());
         commit.addDependencyTo(*neededEntry);
         return entryLog->entryIs(commit.wrapper->logEntry(), commit.wrapper->rsrcKeys(),
                                  neededEntry, swTable_->unitId(), swTable_->stats(),
@@ -166,7 +199,7 @@ void OrderedSwTableAccessor<T>::commitWrite(Commit const& commit) {
 template <typename T>
 void OrderedSwTableAccessor<T>::commitRemove(Commit const& commit) {
     auto const key = commit.wrapper->key();
-    static_cast<void>(swTable_->entryFromConfig(key));
+    readFromConfig(key);
     auto const neededEntry = Ombra::ptrIs<NeededEntry>();
     commit.addDependencyTo(*neededEntry);
     commit.dropTransientIfCurrent(false);

@@ -41,13 +41,20 @@ template <typename T>
 template <typename Key, typename Entry>
 Entry OrderedSwTableAccessor<T>::entryFromConfig(Key const& key) const {
     using Record = typename Family::ConfigSlateEntry;
-    ZET_TRACE(_defaultTraceHandle(), 8, className, "key: {}", key);
-    auto const entryLog = swTable_->entryLog();
-    auto const configSlate = entryLog->tableConfigSlate(swTable_->unitId());
-    return OrderedTable::fromRecordOf(configSlate->swTableEntries(), key, [](Record const& record) {
+    return takeFromConfig(key, [](Record const& record) {
         static Record const none{};
         return Record::isEq(&record, &none) || record.inDeletion() ? Entry{} : record.entry();
     });
+}
+
+template <typename T>
+template <typename Take>
+auto OrderedSwTableAccessor<T>::takeFromConfig(typename Family::Key const& key,
+                                               Take const& take) const {
+    ZET_TRACE_AS("entryFromConfig", _defaultTraceHandle(), 8, className, "key: {}", key);
+    auto const entryLog = swTable_->entryLog();
+    auto const configSlate = entryLog->tableConfigSlate(swTable_->unitId());
+    return OrderedTable::fromRecordOf(configSlate->swTableEntries(), key, take);
 }
 
 template <typename T>
@@ -91,11 +98,11 @@ std::uint32_t OrderedSwTableAccessor<T>::entrys() const {
 // something committed and not yet acknowledged.
 template <typename T>
 bool OrderedSwTableAccessor<T>::hasPendingHwWrites() const {
-    auto const entryLog = swTable_->entryLog();
+    auto const& entryLog = *swTable_->entryLog();
     bool const pending = swTable_->transientAddEntrys() != 0 ||
                          swTable_->transientRemoveEntrys() != 0 ||
                          swTable_->transientRemoveAllVersion().valid() ||
-                         entryLog->tableVersion() != entryLog->logCleanedVersion();
+                         entryLog.tableVersion() != entryLog.logCleanedVersion();
     ZET_TRACE(_defaultTraceHandle(), 3, className,
               " pendingHwWrites for swTable: tableId: {}, unitId{} is {}", swTable_->tableId(),
               swTable_->unitId(), pending);

@@ -11,6 +11,12 @@ namespace Slate {
 
 namespace {
 
+// An entry of the bucket that is empty, the wanted one if it is.
+std::uint32_t freeCell(BucketView const& view, std::uint32_t wanted) {
+    bool const free = (view.occupied >> wanted & 1U) == 0;
+    return free ? wanted : static_cast<std::uint32_t>(std::countr_one(view.occupied));
+}
+
 constexpr std::uint64_t allBits = std::numeric_limits<std::uint64_t>::max();
 
 } // namespace
@@ -78,13 +84,27 @@ bool Directory::pick(Found& at, std::uint32_t number, std::uint32_t matches,
     return false;
 }
 
+// Mostly the key is new, and its chain one bucket with room.
 void Directory::search(Found& at, std::uint64_t key) const {
-    std::uint32_t number = at.owner;
-    std::uint32_t hops = 0;
     at.vacant = true;
-    if (!present(number)) {
+    if (!present(at.owner)) {
         return;
     }
+    Bucket const& first = *bucket(at.owner);
+    BucketView const view = scan_.view(first, at.tag);
+    if (view.matches == 0 && view.occupied != allOccupied && loadAcquire(&first.link) == 0)
+        [[likely]] {
+        at.lastBucket = at.owner;
+        at.cell.index = freeCell(view, at.cell.index);
+        at.damaged = !sumWhole(view.sum, view.occupied, at.owner);
+        return;
+    }
+    searchChain(at, key);
+}
+
+void Directory::searchChain(Found& at, std::uint64_t key) const {
+    std::uint32_t number = at.owner;
+    std::uint32_t hops = 0;
     std::uint32_t const wanted = at.cell.index;
     at.vacant = false;
     do {
@@ -95,9 +115,7 @@ void Directory::search(Found& at, std::uint64_t key) const {
         at.lastBucket = number;
         if (!at.vacant && view.occupied != allOccupied) {
             at.vacant = true;
-            bool const free = (view.occupied >> wanted & 1U) == 0;
-            at.cell = {number,
-                       free ? wanted : static_cast<std::uint32_t>(std::countr_one(view.occupied))};
+            at.cell = {number, freeCell(view, wanted)};
         }
         at.damaged = at.damaged || !sumWhole(view.sum, view.occupied, at.owner);
     } while (follow(at.owner, number, hops, at.damaged));

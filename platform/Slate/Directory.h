@@ -172,6 +172,7 @@ class Directory {
 
     // `at` has the key's owner and tag, and in `cell` where it is entered if that is free.
     void search(Found& at, std::uint64_t key) const;
+    void searchChain(Found& at, std::uint64_t key) const;
 
     // `at` has the key's owner and tag. False when it takes more than one look.
     bool findAtOnce(Found& at) const {
