@@ -75,6 +75,10 @@ void XxxResolverEntry::commitEntry(Ombra::Ptr<Asic::ResolverEntry> const& resolv
     swTable_->commitEntry(resolvedEntry);
 }
 
+void XxxResolverEntry::fetchAhead(Ahead what) const noexcept {
+    swTable_->fetchAhead(*entry_, what);
+}
+
 Ombra::Ptr<XxxEntryWrapper>
 xxxEntryWrapperFactory(XxxEntry const& entry,
                        Ombra::Ptr<Asic::OrderedSwTable::EntryHandle> const& entryHandle) {

@@ -77,6 +77,7 @@ class LOAM_EXPORT XxxResolverEntry final
     Ombra::TypeData typeData() const override;
     bool isResolved() override;
     void commitEntry(Ombra::Ptr<Asic::ResolverEntry> const& resolvedEntry) override;
+    void fetchAhead(Ahead what) const noexcept override;
 
     XxxSwTable* swTable() const noexcept { return swTable_; } // not counted
     Ombra::Ptr<XxxEntryWrapper> const& entry() const noexcept { return entry_; }

@@ -206,6 +206,11 @@ void XxxSwTable::commitEntry(Ombra::Ptr<Asic::ResolverEntry> const& resolvedEntr
     Accessor{this}.commitEntry<XxxConstants, XxxResolverEntry, XxxEntryWrapper>(resolvedEntry);
 }
 
+void XxxSwTable::fetchAhead(XxxEntryWrapper const& entry,
+                            Asic::ResolverEntry::Ahead what) const noexcept {
+    ConstAccessor{this}.fetchAhead(entry, what);
+}
+
 Ombra::Ptr<Asic::NeededEntry>
 XxxSwTable::getNeededEntrySet(Ombra::Ptr<XxxEntryWrapper const> const& entry) const {
     ZET_TRACE(_defaultTraceHandle(), 8, className, "key: {}", entry->key());

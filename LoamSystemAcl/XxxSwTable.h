@@ -166,6 +166,7 @@ class LOAM_EXPORT XxxSwTable final
 
     bool isResolverEntryResolved(Ombra::Ptr<XxxResolverEntry> const& resolverEntry);
     void commitEntry(Ombra::Ptr<Asic::ResolverEntry> const& resolvedEntry);
+    void fetchAhead(XxxEntryWrapper const& entry, Asic::ResolverEntry::Ahead what) const noexcept;
     Ombra::Ptr<Asic::NeededEntry>
     getNeededEntrySet(Ombra::Ptr<XxxEntryWrapper const> const& entry) const;
 

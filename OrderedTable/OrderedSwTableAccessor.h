@@ -4,6 +4,7 @@
 #include <Asic/NeededEntry.h>
 #include <Asic/OrderedSwTable.h>
 #include <Asic/OrderedSwTableSet.h>
+#include <Asic/ResolverEntry.h>
 #include <Ombra/Assert.h>
 #include <Ombra/Ptr.h>
 #include <OrderedTable/TypeName.h>
@@ -63,6 +64,8 @@ class OrderedSwTableAccessor {
     bool isResolverEntryResolved(Ombra::Ptr<ResolverEntry> const& resolverEntry);
     template <typename SwTableConstants, typename ResolverEntry, typename EntryWrapper>
     void commitEntry(Ombra::Ptr<Asic::ResolverEntry> const& resolvedEntry);
+    template <typename EntryWrapper>
+    void fetchAhead(EntryWrapper const& wrapper, ResolverEntry::Ahead what) const noexcept;
 
     // OrderedSwTableRead.h
     template <typename Key, typename Entry>

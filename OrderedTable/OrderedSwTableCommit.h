@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Ombra/Prefetch.h>
 #include <OrderedTable/OrderedSwTableAccessor.h>
 #include <OrderedTable/SlateRead.h>
 #include <Zet/System.h>
@@ -41,6 +42,29 @@ bool OrderedSwTableAccessor<T>::isResolverEntryResolved(
               "key: {}, isEntryDeleted: {}, isTableDeleted: {}, resolved: true", wrapper->key(),
               isEntryDeleted, resolverEntry->isTableDeleted());
     return true;
+}
+
+template <typename T>
+template <typename EntryWrapper>
+void OrderedSwTableAccessor<T>::fetchAhead(EntryWrapper const& wrapper,
+                                           ResolverEntry::Ahead what) const noexcept {
+    using enum ResolverEntry::Ahead;
+    if (what == operation) {
+        Ombra::prefetch(&wrapper, sizeof wrapper);
+        return;
+    }
+    auto const& entryLog = *swTable_->entryLog();
+    auto const configSlate = entryLog.tableConfigSlate(swTable_->unitId());
+    if (!configSlate) {
+        return;
+    }
+    auto const& entries = configSlate->swTableEntries();
+    if (what == place) {
+        Ombra::prefetch(wrapper.entryHandle().get(), sizeof(EntryHandle));
+        entries.fetchPlace(wrapper.key());
+    } else {
+        entries.fetchRecord(wrapper.key());
+    }
 }
 
 // What a commit works with, fixed at its start. It holds counted references, because a response

@@ -81,6 +81,7 @@ class LOAM_EXPORT GroupResolver : public Zet::Tracked<GroupResolver, Ombra::Node
     Lane const* laneFor(std::type_info const& entryClass) const noexcept;
     bool worthAsking(Lane const& lane) const;
     std::size_t runLane(Lane& lane, std::size_t most);
+    static void fetchAhead(Lane const& lane, std::size_t most);
     void commitHead(Lane& lane);
 
     std::vector<std::unique_ptr<Lane>> lanes_;

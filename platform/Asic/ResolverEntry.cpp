@@ -4,4 +4,6 @@ namespace Asic {
 
 ResolverEntry::~ResolverEntry() = default;
 
+void ResolverEntry::fetchAhead(Ahead) const noexcept {}
+
 } // namespace Asic

@@ -21,6 +21,13 @@ class LOAM_EXPORT ResolverEntry : public Ombra::Node {
     // Called once, after `isResolved` has said yes, with the entry itself.
     virtual void commitEntry(Ombra::Ptr<ResolverEntry> const& resolvedEntry) = 0;
 
+    // The operation comes up soon: has the processor fetch what the operation consists of, then
+    // what tells where the record is that its commit will change, then that record. Each is asked
+    // for after the one before, and after the same for other operations, so that it is there to be
+    // read. A hint, which changes nothing.
+    enum class Ahead { operation, place, record };
+    virtual void fetchAhead(Ahead what) const noexcept;
+
     // What the operation waits for; null for nothing.
     Ombra::Ptr<DependencyEntryHandle const> const& dependantEntryHandle() const noexcept {
         return dependantEntryHandle_;

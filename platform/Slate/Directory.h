@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Ombra/Prefetch.h>
 #include <Slate/BucketScan.h>
 #include <Slate/Control.h>
 #include <Slate/Extents.h>
@@ -119,6 +120,25 @@ class Directory {
         Found at;
         find(key, at);
         return at;
+    }
+
+    // Has the processor fetch the first bucket of a key.
+    void fetchBucket(std::uint64_t key) const noexcept {
+        if (std::uint32_t const owner = ownerOf(key); extents_.known(offset(owner))) {
+            Ombra::prefetch(bucket(owner));
+        }
+    }
+
+    // The same for the slot of a key that stands alone under its tag in that bucket.
+    void fetchSlot(std::uint64_t key) const noexcept {
+        std::uint32_t const owner = ownerOf(key);
+        if (!extents_.known(offset(owner))) {
+            return;
+        }
+        if (std::uint32_t const matches = tagMatches(*bucket(owner), tagOf(key)); matches != 0) {
+            auto const& entry = bucket(owner)->entry[std::countr_zero(matches)];
+            slots_.prefetchKnown(entryNumber(loadRelaxed(&entry)) - 1);
+        }
     }
 
     // Whether a key is still where `find` found it, or the writer put it: every change that moves

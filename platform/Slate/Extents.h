@@ -35,6 +35,11 @@ class Extents {
         return known_[extent] != 0 || ask(extent);
     }
 
+    // Whether that is known already. Asks nothing, so that it never raises.
+    bool known(std::uint64_t offset) const noexcept {
+        return known_[static_cast<std::uint32_t>((offset - origin_) >> shift_)] != 0;
+    }
+
     // Where the bytes end that are known to be present from `offset` on; `offset` itself when it is
     // not known to be.
     std::uint64_t knownUpTo(std::uint64_t offset) const;

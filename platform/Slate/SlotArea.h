@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Ombra/Prefetch.h>
 #include <Slate/Crc32c.h>
 #include <Slate/Extents.h>
 #include <Slate/Geometry.h>
@@ -66,10 +67,12 @@ class SlotArea {
     // A sentence about a slot that is not a whole record of `key`.
     std::string describe(std::uint32_t slot, std::uint64_t key) const;
 
-    void prefetch(std::uint32_t slot) const {
-        std::byte const* const at = place(slot);
-        for (std::uint32_t byte = 0; byte < stride_; byte += 64) {
-            __builtin_prefetch(at + byte);
+    void prefetch(std::uint32_t slot) const noexcept { Ombra::prefetch(place(slot), stride_); }
+
+    // The same for any number, if its slot is known to be present.
+    void prefetchKnown(std::uint32_t slot) const noexcept {
+        if (slot < presentBelow_) {
+            prefetch(slot);
         }
     }
 

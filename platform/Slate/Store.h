@@ -88,6 +88,11 @@ class LOAM_EXPORT Store {
         return lookupAndVerify(key, buffer);
     }
 
+    // The key is asked for soon: has the processor fetch what tells where its record is, and, with
+    // that at hand, the record. Hints, which change nothing; what they read is not verified.
+    void fetchPlace(std::uint64_t key) const noexcept { directory_.fetchBucket(key); }
+    void fetchRecord(std::uint64_t key) const noexcept { directory_.fetchSlot(key); }
+
     // For the time of one operation of the caller, on the stack. Nested ones are as one.
     class Operation {
       public:

@@ -59,6 +59,14 @@ class ZetSlateMap final : public Slate::SlateMap<typename Wrap::Record, Key> {
     // Removes the record of the key. False when there is none.
     bool del(Key const& key) { return this->store_->erase(KeyHash::number(key)); }
 
+    // As `Slate::Store` has them.
+    void fetchPlace(Key const& key) const noexcept {
+        this->store_->fetchPlace(KeyHash::number(key));
+    }
+    void fetchRecord(Key const& key) const noexcept {
+        this->store_->fetchRecord(KeyHash::number(key));
+    }
+
     // What a read answers with when there is no record.
     static Record const& defaultRecord() { return Ops::Values::Alloc::type_default.record; }
 

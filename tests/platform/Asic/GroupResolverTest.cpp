@@ -7,6 +7,7 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -26,6 +27,7 @@ struct Behaviour {
     bool ready = true;
     unsigned asked = 0;
     std::function<void()> onCommit;
+    std::vector<std::pair<int, ResolverEntry::Ahead>> ahead; // by number, what was asked for
 };
 
 // An operation of the table `lane`: a class of its own per table, as the family has.
@@ -42,6 +44,9 @@ class Operation : public ResolverEntry {
         ++behaviour_.asked;
         auto const& dependency = dependantEntryHandle();
         return behaviour_.ready && (!dependency || dependency->entryState() != State::entryPending);
+    }
+    void fetchAhead(Ahead what) const noexcept override {
+        behaviour_.ahead.emplace_back(number_, what);
     }
     void commitEntry(Ombra::Ptr<ResolverEntry> const& resolvedEntry) override {
         EXPECT_EQ(resolvedEntry.get(), this);
@@ -88,6 +93,47 @@ TEST_F(Resolver, CommitsATablesOperationsInTheOrderOfTheCalls) {
     EXPECT_FALSE(result.more);
     EXPECT_EQ(committed, (Names{"a1", "a2", "a3", "a4", "a5"}));
     EXPECT_EQ(resolver->queued(), 0U);
+}
+
+TEST_F(Resolver, AsksForWhatATurnNeedsBeforeItsFirstCommit) {
+    using enum ResolverEntry::Ahead;
+    constexpr int turn = 32;
+    for (int number = 1; number <= turn + 1; ++number) {
+        enq<'a'>(number);
+    }
+    decltype(a.ahead) expected;
+    auto const expectTurn = [&](int first, int last) {
+        for (auto const what : {operation, place, record}) {
+            for (int number = first; number <= last; ++number) {
+                expected.emplace_back(number, what);
+            }
+        }
+    };
+    expectTurn(1, turn);
+    a.onCommit = [&] {
+        if (committed.size() == turn + 1) {
+            expectTurn(turn + 1, turn + 1);
+        }
+        EXPECT_EQ(a.ahead, expected) << committed.back();
+    };
+    resolver->run();
+    EXPECT_EQ(committed.size(), turn + 1U);
+}
+
+TEST_F(Resolver, AsksForNothingOnBehalfOfAHeadThatIsNotReady) {
+    a.ready = false;
+    enq<'a'>(1);
+    enq<'a'>(2);
+    resolver->run();
+    EXPECT_THAT(a.ahead, testing::IsEmpty());
+}
+
+TEST_F(Resolver, AsksForNoMoreThanItsBudget) {
+    for (int number = 1; number <= 5; ++number) {
+        enq<'a'>(number);
+    }
+    resolver->run(2);
+    EXPECT_THAT(a.ahead, testing::SizeIs(2U * 3U));
 }
 
 TEST_F(Resolver, AnEmptyOneHasNothingToDo) {

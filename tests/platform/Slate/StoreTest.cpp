@@ -37,6 +37,9 @@ void compareWithModel(Order order, std::uint32_t capacity, std::vector<std::uint
         std::uint64_t const key = keys[random() % keys.size()];
         auto const value = static_cast<std::uint32_t>(random());
         auto const choice = random() % 100;
+        writer->fetchPlace(key); // hints, which change nothing
+        writer->fetchRecord(key);
+        reader->fetchRecord(key);
         bool const known = model.contains(key);
         if (choice < 45 && (known || model.size() < capacity)) {
             put(*writer, key, value);
