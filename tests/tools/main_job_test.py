@@ -7,6 +7,7 @@ import os
 import re
 import subprocess
 import tempfile
+import time
 import unittest
 from pathlib import Path
 
@@ -45,12 +46,15 @@ class MainJob(unittest.TestCase):
         (self.bin / program).chmod(0o755)
 
     # So many that the agent still writes when a third of them was seen: it may do a million a second.
+    def environment(self):
+        return {**os.environ, "LOAM_RUN_ENTRIES": "15000", "TMPDIR": str(self.root)}
+
     def start(self):
         return subprocess.run(
             [PROJECT / "tools/main-job", self.bin, POLICY],
             capture_output=True,
             text=True,
-            env={**os.environ, "LOAM_RUN_ENTRIES": "15000", "TMPDIR": str(self.root)},
+            env=self.environment(),
             timeout=240,
         )
 
@@ -93,6 +97,31 @@ class MainJob(unittest.TestCase):
         done = self.start()
         self.assertEqual(done.returncode, 1, done.stdout)
         self.assertIn("loam-hw ended: loam-hw: no such chip", done.stderr)
+
+    def test_KilledItLeavesNoProcessAndTheNextOneTakesAwayItsFolder(self):
+        with subprocess.Popen(
+            [PROJECT / "tools/main-job", self.bin, POLICY],
+            stdout=subprocess.PIPE,
+            stderr=subprocess.DEVNULL,
+            text=True,
+            env=self.environment(),
+        ) as job:
+            shown = ""
+            while not (process := re.search(r"loam-hw, process (\d+)", shown)):
+                line = job.stdout.readline()
+                self.assertNotEqual(line, "", shown)
+                shown += line
+            job.kill()
+        memory = Path(re.search(r"starts in (\S+)", shown)[1])
+        self.assertTrue(memory.exists())
+        hardware = Path("/proc", process[1])
+        end = time.monotonic() + 20
+        while hardware.exists() and time.monotonic() < end:
+            time.sleep(0.02)
+        self.assertFalse(hardware.exists())
+        self.instead("loam-hw", "exit 1")
+        self.start()
+        self.assertFalse(memory.exists())
 
     def test_AProgramThatIsNotBuiltIsNamed(self):
         (self.bin / "loam-hw").unlink()
