@@ -43,7 +43,7 @@ def main(folder):
     catalogue = catalogue_with_one_more_row(build)
     run(
         "cmake", "-S", PROJECT, "-B", build, "-G", "Ninja",
-        "-DCMAKE_BUILD_TYPE=Debug", "-DLOAM_BUILD_TESTS=OFF",
+        "-DCMAKE_BUILD_TYPE=Debug", "-DLOAM_BUILD_TESTS=OFF", "-DLOAM_UNITY=OFF",
         f"-DLOAM_CATALOGUE_FILE={catalogue}",
     )
     targets = run("ninja", "-C", build, "-t", "targets", "all")
