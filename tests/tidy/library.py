@@ -12,7 +12,8 @@ import subprocess
 import sys
 
 # The C and C++ runtime, and what the sanitizers add to it.
-RUNTIME = {"libc", "libm", "libgcc_s", "libstdc++", "ld-linux-x86-64", "ld-linux", "libasan", "libubsan"}
+RUNTIME = {"libc", "libm", "libgcc_s", "libstdc++", "ld-linux-x86-64", "ld-linux", "libasan", "libubsan",
+           "libtsan"}
 
 
 def run(*command):

@@ -9,8 +9,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-// Under the address sanitizer, too, memory that is not there is an answer and not the end.
+// Under the sanitizers, too, memory that is not there is an answer and not the end. The thread
+// sanitizer asks before it is ready to look on.
 extern "C" char const* __asan_default_options() {
+    return "allocator_may_return_null=1";
+}
+extern "C" __attribute__((no_sanitize("thread"))) char const* __tsan_default_options() {
     return "allocator_may_return_null=1";
 }
 
