@@ -45,8 +45,8 @@ class MainJob(unittest.TestCase):
         (self.bin / program).write_text(f"#!/usr/bin/env bash\nreal={BIN / program}\n{text}\n")
         (self.bin / program).chmod(0o755)
 
-    # So many that the agent still writes when a third of them was seen: it may do a million a second.
     def environment(self):
+        # So many that the agent still writes when a third of them was seen: it may do a million a second.
         return {**os.environ, "LOAM_RUN_ENTRIES": "15000", "TMPDIR": str(self.root)}
 
     def start(self):
@@ -99,6 +99,8 @@ class MainJob(unittest.TestCase):
         self.assertIn("loam-hw ended: loam-hw: no such chip", done.stderr)
 
     def test_KilledItLeavesNoProcessAndTheNextOneTakesAwayItsFolder(self):
+        note = self.root / "agent"
+        self.instead("loam-agent", f"echo $$ >{note}.new; mv {note}.new {note}; exec sleep 600")
         with subprocess.Popen(
             [PROJECT / "tools/main-job", self.bin, POLICY],
             stdout=subprocess.PIPE,
@@ -111,14 +113,18 @@ class MainJob(unittest.TestCase):
                 line = job.stdout.readline()
                 self.assertNotEqual(line, "", shown)
                 shown += line
+            end = time.monotonic() + 20
+            while not note.exists() and time.monotonic() < end:
+                time.sleep(0.02)
             job.kill()
         memory = Path(re.search(r"starts in (\S+)", shown)[1])
         self.assertTrue(memory.exists())
-        hardware = Path("/proc", process[1])
-        end = time.monotonic() + 20
-        while hardware.exists() and time.monotonic() < end:
-            time.sleep(0.02)
-        self.assertFalse(hardware.exists())
+        for each in (process[1], note.read_text().strip()):
+            alive = Path("/proc", each, "exe")
+            end = time.monotonic() + 20
+            while alive.exists() and time.monotonic() < end:
+                time.sleep(0.02)
+            self.assertFalse(alive.exists(), each)
         self.instead("loam-hw", "exit 1")
         self.start()
         self.assertFalse(memory.exists())
