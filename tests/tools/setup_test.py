@@ -9,6 +9,7 @@ class Setup(Scripts):
     def setUp(self):
         super().setUp()
         self.missing()
+        self.play("sleep", "exit 0")
 
     def missing(self, *names):
         """All packages are installed but these."""
@@ -127,6 +128,27 @@ class Setup(Scripts):
         self.assertEqual(
             [call.split()[1] for call in self.apt_calls()], ["install", "update", "install"]
         )
+
+    def test_AMirrorThatIsChangingItsListsIsAskedAgain(self):
+        self.missing("g++")
+        self.sudo()
+        self.apt(
+            f'case $1 in update) [[ $(grep -c "^apt-get update" "{self.log}") == 2 ]] ;; '
+            f'*) [[ $(grep -c "^apt-get install" "{self.log}") == 2 ]] ;; esac'
+        )
+        done = self.setup("run")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertEqual(
+            [call.split()[1] for call in self.apt_calls()],
+            ["install", "update", "update", "install"],
+        )
+
+    def test_AListThatStaysAwayIsNoHindranceWhenItIsNotWanted(self):
+        self.missing("g++")
+        self.sudo()
+        self.apt(f'[[ $1 == install && $(grep -c "^apt-get install" "{self.log}") == 2 ]]')
+        done = self.setup("run")
+        self.assertEqual(done.returncode, 0, done.stderr)
 
     def test_AnInstallationThatFailsGivesTheLastWordsOfApt(self):
         self.missing("g++")
