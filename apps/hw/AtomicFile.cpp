@@ -1,3 +1,5 @@
+#include <Ombra/WriteAll.h>
+
 #include <fmt/format.h>
 
 #include <apps/hw/AtomicFile.h>
@@ -17,17 +19,6 @@ std::string trouble(std::string const& path, char const* what, int error) {
     return fmt::format("{}: can't be {}: {}", path, what, std::strerror(error));
 }
 
-bool writeAll(int fd, std::string_view text) {
-    while (!text.empty()) {
-        auto const written = ::write(fd, text.data(), text.size());
-        if (written < 0 && errno != EINTR) {
-            return false;
-        }
-        text.remove_prefix(written < 0 ? 0 : static_cast<std::size_t>(written));
-    }
-    return true;
-}
-
 } // namespace
 
 std::string writeAtomically(std::string const& path, std::string_view text) {
@@ -38,7 +29,7 @@ std::string writeAtomically(std::string const& path, std::string_view text) {
     if (fd < 0) {
         return trouble(path, "written", errno);
     }
-    bool const written = writeAll(fd, text);
+    bool const written = Ombra::writeAll(fd, text);
     int const error = errno;
     ::close(fd);
     if (!written) {

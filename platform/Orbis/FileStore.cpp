@@ -1,3 +1,4 @@
+#include <Ombra/WriteAll.h>
 #include <Orbis/FileStore.h>
 
 #include <fmt/format.h>
@@ -18,17 +19,6 @@ namespace {
     }
     refuseState(file, fmt::format("can't be written: {}. Check the folder's owner, mode and room.",
                                   std::strerror(error)));
-}
-
-bool writeAll(int fd, std::string_view text) {
-    while (!text.empty()) {
-        auto const written = ::write(fd, text.data(), text.size());
-        if (written < 0 && errno != EINTR) {
-            return false;
-        }
-        text.remove_prefix(written < 0 ? 0 : static_cast<std::size_t>(written));
-    }
-    return true;
 }
 
 // Less than `bytes` when the file has less. Nothing when it can't be read.
@@ -123,7 +113,7 @@ void FileStore::replace(Entities next) {
     Descriptor file{::open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                            S_IRUSR | S_IWUSR)};
     struct stat state {};
-    if (!file || !writeAll(file.get(), text) || ::fstat(file.get(), &state) != 0 ||
+    if (!file || !Ombra::writeAll(file.get(), text) || ::fstat(file.get(), &state) != 0 ||
         ::rename(fresh.c_str(), file_.c_str()) != 0) {
         int const error = errno;
         ::unlink(fresh.c_str());

@@ -1,3 +1,4 @@
+#include <Ombra/WriteAll.h>
 #include <Orbis/StateFile.h>
 #include <Orbis/StateFolder.h>
 #include <Orbis/StoreException.h>
@@ -85,9 +86,8 @@ void makeFolder(std::string const& folder) {
     if (!file) {
         refuseErrno(path, "made", errno);
     }
-    auto const written = ::write(file.get(), text.data(), text.size());
-    if (written != static_cast<ssize_t>(text.size())) {
-        refuseErrno(path, "written", written < 0 ? errno : ENOSPC);
+    if (!Ombra::writeAll(file.get(), text)) {
+        refuseErrno(path, "written", errno);
     }
     if (::rename(unfinished.c_str(), folder.c_str()) != 0) {
         refuseErrno(folder, "made", errno);
