@@ -7,7 +7,6 @@
 #include <Zet/HashMap2018Nodes.h>
 
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <type_traits>
 
@@ -125,11 +124,6 @@ class HashMap2018 : public HashMap2018Generic {
         return reinterpret_cast<HN const*>(bucket.nodes());
     }
 
-    // Counted pointers may be moved as bytes, as long as each stands in one place afterwards.
-    static void moveBytes(void* target, HN const* source) noexcept {
-        std::memcpy(target, static_cast<void const*>(source), sizeof(HN));
-    }
-
     static std::uint32_t indexIn(HashMap2018BucketHdr const& bucket, KeyArg const& key) {
         return bucket.find(key.hash, [&, nodes = nodesOf(bucket)](std::uint32_t i) {
             return HashMap2018Hooks<HN>::keyEqualsNode(key.key, nodes + i);
@@ -147,17 +141,20 @@ class HashMap2018 : public HashMap2018Generic {
             return true;
         }
         // A value that is let go may use the map: it finds everything in order.
+        constexpr bool letGo = !std::is_trivially_destructible_v<HN>;
         Removed gone;
         HN* const nodes = nodesOf(bucket);
         std::uint32_t const last = bucket.inUse() - 1;
-        moveBytes(room != nullptr ? room : gone.room_, nodes + index);
+        if (room != nullptr || letGo) {
+            HashMap2018Hooks<HN>::moveBytes(room != nullptr ? room : gone.room_, nodes + index, 1);
+        }
         if (index != last) {
-            moveBytes(nodes + index, nodes + last);
+            HashMap2018Hooks<HN>::moveBytes(nodes + index, nodes + last, 1);
         }
         lastTakesPlaceOf(bucket, index);
         sizeDec();
         removedOneOf(vt_, last, key.hash);
-        gone.there_ = room == nullptr;
+        gone.there_ = room == nullptr && letGo;
         return true;
     }
 };

@@ -371,7 +371,7 @@ struct HashMap2018Generic::Engine {
         point(bucket, hash, fresh);
         --map.size_;
         vt.bktHdrRefDec(&bucket);
-        if (fresh->inUse() == mergeTrigger) {
+        if (fresh->inUse() <= mergeTrigger) {
             mergeAround(hash);
         }
     }

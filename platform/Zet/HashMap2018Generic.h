@@ -88,7 +88,7 @@ class LOAM_EXPORT HashMap2018Generic {
         bucket.dropLast();
     }
     void removedOneOf(HashMap2018VTable const& vt, std::uint32_t left, std::uint32_t hash) {
-        if (left == mergeTrigger) [[unlikely]] {
+        if (left <= mergeTrigger) [[unlikely]] {
             mergeAround(vt, hash);
         }
     }
@@ -100,13 +100,12 @@ class LOAM_EXPORT HashMap2018Generic {
     friend struct Engine;
 
     // Two neighbours become one when one of them falls to this count and both together fill at most
-    // half a bucket. So a map that swings around a size does not split and merge all the time. Nor
-    // does one that is filled with some dozens of nodes and emptied, over and over: neighbours that
-    // have no more than the kept depth in common stay apart.
-    static constexpr std::uint32_t mergeTrigger = 3;
+    // half a bucket. So hardly a node moves, and a map that swings around a size does not split and
+    // merge all the time. Nor does one that is filled with some dozens of nodes and emptied, over
+    // and over: neighbours that have no more than the kept depth in common stay apart.
+    static constexpr std::uint32_t mergeTrigger = 1;
     static constexpr std::uint32_t mergedLimit = HashMap2018BucketHdr::standardCapacity / 2;
     static constexpr std::uint32_t keptDepth = 3;
-    static_assert(2 * mergeTrigger <= mergedLimit);
 
     void mergeAround(HashMap2018VTable const& vt, std::uint32_t hash);
 

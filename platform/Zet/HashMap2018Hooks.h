@@ -31,6 +31,11 @@ struct HashMap2018Hooks {
 
     static HN const& node(void const* at) noexcept { return *static_cast<HN const*>(at); }
 
+    // Counted pointers may be moved as bytes, as long as each stands in one place afterwards.
+    static void moveBytes(void* target, HN const* source, std::uint32_t count) noexcept {
+        std::memmove(target, static_cast<void const*>(source), count * sizeof(HN));
+    }
+
     static bool keyEqualsNode(void const* key, void const* at) {
         return Impl::keyIsEq<Key>(*static_cast<Key const*>(key), node(at).fwkKey());
     }
@@ -111,18 +116,12 @@ struct HashMap2018Hooks {
         return (left <=> right) < 0 ? 1 : 2;
     }
 
-    // Counted pointers may be moved as bytes, as long as each stands in one place afterwards.
-    static void moveBytes(HN* target, HN const* source, std::uint32_t count) noexcept {
-        std::memmove(static_cast<void*>(target), static_cast<void const*>(source),
-                     count * sizeof(HN));
-    }
-
     // The nodes taken out are released last, when the array is in order again.
     static void takeOut(HN* array, std::uint32_t count, std::uint32_t index, std::uint32_t n) {
         if (n == 1) {
             alignas(HN) std::byte gone[sizeof(HN)];
             HN* const last = array + count - 1;
-            moveBytes(reinterpret_cast<HN*>(gone), array + index, 1);
+            moveBytes(gone, array + index, 1);
             moveBytes(array + index, array + index + 1, count - index - 1);
             moveBytes(last, reinterpret_cast<HN const*>(gone), 1);
             std::destroy_at(last);
