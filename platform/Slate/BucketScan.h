@@ -63,6 +63,32 @@ inline std::uint32_t tagMatches(Bucket const& bucket, std::uint32_t tag) {
 #endif
 }
 
+// What a bucket once was: its entries and its link.
+struct alignas(16) BucketWords {
+    std::uint64_t word[bucketEntries + 1] = {};
+};
+
+// Whether a bucket still is.
+inline bool sameWords(Bucket const& bucket, BucketWords const& former) {
+#if defined(__SSE2__) && !defined(SLATE_WORD_BY_WORD)
+    auto const* const now = reinterpret_cast<__m128i const volatile*>(bucket.entry);
+    auto const* const then = reinterpret_cast<__m128i const*>(former.word);
+    auto const difference = [&](int pair) {
+        __m128i const words = now[pair];
+        return _mm_xor_si128(words, then[pair]);
+    };
+    __m128i const any = _mm_or_si128(_mm_or_si128(difference(0), difference(1)),
+                                     _mm_or_si128(difference(2), difference(3)));
+    return _mm_movemask_epi8(_mm_cmpeq_epi32(any, _mm_setzero_si128())) == 0xffff;
+#else
+    std::uint64_t difference = loadAcquire(&bucket.link) ^ former.word[bucketEntries];
+    for (std::uint32_t index = 0; index < bucketEntries; ++index) {
+        difference |= loadAcquire(&bucket.entry[index]) ^ former.word[index];
+    }
+    return difference == 0;
+#endif
+}
+
 // Whether all entries of a bucket that is not changing are whole words of the chain: the sum of the
 // words has the salt of the owner once for each.
 inline bool sumWhole(std::uint64_t sum, std::uint32_t occupied, std::uint32_t owner) {

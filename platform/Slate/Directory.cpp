@@ -138,7 +138,7 @@ std::uint32_t Directory::nextOwner(std::uint32_t owner) const {
     return geometry_.bucketCount;
 }
 
-Next Directory::next(Position from) const {
+void Directory::searchWalk(Position from, Next& result) const {
     std::uint32_t const perExtent =
         extents_.bytesEach() / static_cast<std::uint32_t>(sizeof(Bucket));
     while (from.owner < geometry_.bucketCount) {
@@ -146,16 +146,20 @@ Next Directory::next(Position from) const {
             from = {(from.owner / perExtent + 1) * perExtent, true, 0, 0};
             continue;
         }
-        Next const result = nextInChain(from);
+        if (inOrder_.note(*bucket(from.owner), from.owner, geometry_.order) &&
+            !otherWithTag(from)) {
+            takeNoted(from, result);
+        } else {
+            nextInChain(from, result);
+        }
         if (result.found || result.damaged) {
             if (from.atStart) {
                 prefetchRecords(nextOwner(from.owner));
             }
-            return result;
+            return;
         }
         from = {nextOwner(from.owner), true, 0, 0};
     }
-    return {};
 }
 
 // A walk that comes to a bucket has the records of the next one fetched, since slots lie in no
@@ -165,91 +169,16 @@ void Directory::prefetchRecords(std::uint32_t owner) const {
         return;
     }
     for (std::uint64_t const& entry : bucket(owner)->entry) {
-        std::uint32_t const slot = entryNumber(loadRelaxed(&entry)) - 1;
-        if (slot < slots_.count()) {
-            slots_.prefetch(slot);
+        if (std::uint64_t const word = loadRelaxed(&entry); word != 0) {
+            slots_.prefetchKnown(entryNumber(word) - 1);
         }
     }
-}
-
-bool Directory::noted(Bucket const& here, std::uint32_t owner) const {
-    std::uint64_t difference = (inOrder_.owner ^ owner) | (inOrder_.count == 0 ? 1 : 0);
-    for (std::uint32_t index = 0; index < bucketEntries; ++index) {
-        difference |= inOrder_.words[index] ^ loadAcquire(&here.entry[index]);
-    }
-    return (difference | loadAcquire(&here.link)) == 0;
-}
-
-// Whether the bucket is one that can be noted: it has entries, all whole and of different tags, and
-// is its chain.
-bool Directory::note(Bucket const& here, std::uint32_t owner) const {
-    InOrder& order = inOrder_;
-    order.owner = owner;
-    order.count = 0;
-    std::uint32_t count = 0;
-    for (std::uint32_t index = 0; index < bucketEntries; ++index) {
-        std::uint64_t const word = loadAcquire(&here.entry[index]);
-        order.words[index] = word;
-        if (word == 0) {
-            continue;
-        }
-        std::uint32_t const tag = entryTag(word);
-        std::uint32_t place = count;
-        for (; place != 0 && order.tags[place - 1] >= tag; --place) {
-            order.tags[place] = order.tags[place - 1];
-            order.cells[place] = order.cells[place - 1];
-        }
-        if (!entryWhole(word, owner) || (place != count && order.tags[place + 1] == tag)) {
-            return false;
-        }
-        order.tags[place] = tag;
-        order.cells[place] = index;
-        ++count;
-    }
-    if (loadAcquire(&here.link) != 0) {
-        return false;
-    }
-    order.count = count;
-    return count != 0;
-}
-
-// As `nextInChain`, from what is noted of the chain.
-Next Directory::nextInBucket(Position const& from) const {
-    Next result;
-    result.owner = from.owner;
-    InOrder const& order = inOrder_;
-    std::uint32_t at = 0;
-    if (!from.atStart) {
-        while (at != order.count && order.tags[at] <= from.tag) {
-            ++at;
-        }
-    }
-    if (at == order.count) {
-        return result;
-    }
-    result.found = true;
-    result.cell = {from.owner, order.cells[at]};
-    result.word = order.words[result.cell.index];
-    result.slot = entryNumber(result.word) - 1;
-    result.damaged = !slots_.present(result.slot);
-    if (at + 1 != order.count) {
-        std::uint32_t const follower = entryNumber(order.words[order.cells[at + 1]]) - 1;
-        if (follower < slots_.count()) {
-            slots_.prefetch(follower);
-        }
-    }
-    return result;
 }
 
 // The entry with the smallest tag behind the position. What follows it in the bucket is fetched
 // ahead, since slots lie in no order.
-Next Directory::nextInChain(Position const& from) const {
-    if (Bucket const& only = *bucket(from.owner);
-        geometry_.order == Order::keyMix && (noted(only, from.owner) || note(only, from.owner))) {
-        return nextInBucket(from);
-    }
+void Directory::nextInChain(Position const& from, Next& result) const {
     std::uint64_t const above = from.atStart ? 0 : std::uint64_t{from.tag} + 1;
-    Next result;
     result.owner = from.owner;
     BucketTags best{noTag, noTag, 0, 0, 0, 0};
     std::uint32_t bestBucket = from.owner;
@@ -269,16 +198,17 @@ Next Directory::nextInChain(Position const& from) const {
         }
     } while (follow(from.owner, number, hops, result.damaged));
     if (result.damaged) {
-        return result;
+        return;
     }
     if (occupied == 0 && !occupied_.empty()) {
         occupied_[from.owner / 64] &= ~(std::uint64_t{1} << (from.owner % 64));
     }
     if (geometry_.order == Order::version && (tie || sharesTag(from))) {
-        return nextByKey(from);
+        nextByKey(from, result);
+        return;
     }
     if (best.first == noTag) {
-        return result;
+        return;
     }
     result.found = true;
     result.cell = firstCell(bestBucket, best.firstAt);
@@ -292,7 +222,6 @@ Next Directory::nextInChain(Position const& from) const {
             slots_.prefetch(follower);
         }
     }
-    return result;
 }
 
 Cell Directory::firstCell(std::uint32_t number, std::uint32_t mask) {
@@ -317,8 +246,7 @@ bool Directory::sharesTag(Position const& from) const {
 }
 
 // The same by tag and key, for versions that differ in their upper half only.
-Next Directory::nextByKey(Position const& from) const {
-    Next result;
+void Directory::nextByKey(Position const& from, Next& result) const {
     result.owner = from.owner;
     std::uint64_t bestKey = 0;
     std::uint32_t number = from.owner;
@@ -349,7 +277,6 @@ Next Directory::nextByKey(Position const& from) const {
             }
         }
     } while (follow(from.owner, number, hops, result.damaged));
-    return result;
 }
 
 std::uint32_t Directory::count() const {

@@ -5,6 +5,7 @@
 #include <Slate/Control.h>
 #include <Slate/Extents.h>
 #include <Slate/Geometry.h>
+#include <Slate/InOrder.h>
 #include <Slate/KeyMix.h>
 #include <Slate/Layout.h>
 #include <Slate/Mapping.h>
@@ -12,7 +13,6 @@
 #include <Slate/SlotAllocator.h>
 #include <Slate/SlotArea.h>
 
-#include <array>
 #include <bit>
 #include <cstdint>
 #include <string>
@@ -147,7 +147,16 @@ class Directory {
 
     // The first entry at or behind a position. `damaged` refers to the chain `owner`, where the
     // search then stopped.
-    Next next(Position from) const;
+    Next next(Position const& from) const {
+        Next result;
+        if (!inOrder_.holds(from.owner) || !inOrder_.holds(*bucket(from.owner)) ||
+            otherWithTag(from)) {
+            searchWalk(from, result);
+        } else if (!takeNoted(from, result)) {
+            searchWalk({nextOwner(from.owner), true, 0, 0}, result);
+        }
+        return result;
+    }
 
     std::uint32_t count() const; // of entries, by looking at all buckets
 
@@ -226,12 +235,51 @@ class Directory {
 
     bool refersTo(std::uint64_t word, std::uint64_t key, Found& at) const;
     bool pick(Found& at, std::uint32_t number, std::uint32_t matches, std::uint64_t key) const;
-    Next nextInChain(Position const& from) const;
-    Next nextInBucket(Position const& from) const;
-    bool noted(Bucket const& here, std::uint32_t owner) const;
-    bool note(Bucket const& here, std::uint32_t owner) const;
+    // What `next` does where no bucket is noted.
+    void searchWalk(Position from, Next& result) const;
+    void nextInChain(Position const& from, Next& result) const;
+    void nextByKey(Position const& from, Next& result) const;
+
+    // The next entry of the bucket that is noted, in which the position is. False at its end.
+    bool takeNoted(Position const& from, Next& result) const {
+        std::uint64_t least = from.atStart ? 0 : std::uint64_t{from.tag} + 1;
+        for (;;) {
+            std::uint32_t const index = inOrder_.firstFrom(least);
+            if (index == InOrder::none) {
+                return false;
+            }
+            Cell const cell{from.owner, index};
+            std::uint64_t const noted = inOrder_.word(index);
+            if (std::uint64_t const now = word(cell); now != 0) [[likely]] {
+                result.found = true;
+                result.changed = now != noted;
+                result.owner = from.owner;
+                result.cell = cell;
+                result.word = noted;
+                result.slot = entryNumber(noted) - 1;
+                result.damaged = !result.changed && !slots_.present(result.slot);
+                return true;
+            }
+            least = std::uint64_t{entryTag(noted)} + 1;
+        }
+    }
+
+    // Whether the bucket that is noted has the position's tag and not its key, which only a version
+    // can have that differs in its upper half.
+    bool otherWithTag(Position const& from) const {
+        if (geometry_.order != Order::version || from.atStart) {
+            return false;
+        }
+        std::uint32_t const index = inOrder_.firstFrom(from.tag);
+        if (index == InOrder::none || entryTag(inOrder_.word(index)) != from.tag ||
+            word({from.owner, index}) == 0) {
+            return false;
+        }
+        std::uint32_t const slot = entryNumber(inOrder_.word(index)) - 1;
+        return !slots_.present(slot) || slots_.key(slot) != from.key;
+    }
+
     void prefetchRecords(std::uint32_t owner) const;
-    Next nextByKey(Position const& from) const;
     bool sharesTag(Position const& from) const;
     static Cell firstCell(std::uint32_t number, std::uint32_t mask);
     std::uint32_t nextOwner(std::uint32_t owner) const;
@@ -251,15 +299,6 @@ class Directory {
     // The writer's note of chains that may have entries; empty in a reader.
     mutable std::vector<std::uint64_t> occupied_;
 
-    // The bucket that a walk works through, and its entries by tag. Good as long as the bucket's
-    // words are still the same.
-    struct InOrder {
-        std::array<std::uint64_t, bucketEntries> words{};
-        std::uint32_t owner = 0;
-        std::uint32_t count = 0; // 0: nothing is noted
-        std::array<std::uint32_t, bucketEntries> tags{};
-        std::array<std::uint32_t, bucketEntries> cells{};
-    };
     mutable InOrder inOrder_;
 };
 

@@ -37,25 +37,6 @@ void SlotArea::write(std::uint32_t slot, std::uint64_t key, std::uint64_t sequen
     storeRelease(&at->state, live);
 }
 
-void SlotArea::retire(std::uint32_t slot) {
-    SlotHeader* const at = header(slot);
-    storeRelease(&at->state, packState(SlotState::retired, sequenceOf(loadRelaxed(&at->state))));
-}
-
-SlotArea::Seen SlotArea::copy(std::uint32_t slot, void* record) const {
-    SlotHeader const* const at = header(slot);
-    std::uint64_t const state = loadAcquire(&at->state);
-    std::uint64_t const key = loadRelaxed(&at->key);
-    std::uint32_t const expected = __atomic_load_n(&at->checksum, __ATOMIC_RELAXED);
-    std::uint32_t const found = crc_.copyIn(head(state, key, slot), record, words(at));
-    std::atomic_thread_fence(std::memory_order_acquire);
-    if (loadRelaxed(&at->state) != state) {
-        return {Copy::changed, key, state};
-    }
-    bool const live = stateOf(state) == SlotState::live && stateWhole(state);
-    return {live && expected == found ? Copy::whole : Copy::damaged, key, state};
-}
-
 std::string SlotArea::describe(std::uint32_t slot, std::uint64_t key) const {
     SlotHeader const* const at = header(slot);
     std::uint64_t const state = loadAcquire(&at->state);

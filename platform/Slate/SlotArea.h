@@ -8,6 +8,7 @@
 #include <Slate/Mapping.h>
 #include <Slate/Shared.h>
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -37,7 +38,11 @@ class SlotArea {
     }
 
     void write(std::uint32_t slot, std::uint64_t key, std::uint64_t sequence, void const* record);
-    void retire(std::uint32_t slot);
+    void retire(std::uint32_t slot) {
+        SlotHeader* const at = header(slot);
+        storeRelease(&at->state,
+                     packState(SlotState::retired, sequenceOf(loadRelaxed(&at->state))));
+    }
 
     std::uint64_t key(std::uint32_t slot) const { return loadRelaxed(&header(slot)->key); }
     std::uint64_t state(std::uint32_t slot) const { return loadAcquire(&header(slot)->state); }
@@ -62,7 +67,19 @@ class SlotArea {
     };
 
     // Copies a record that may be changing, and tells what key and state were found in the slot.
-    Seen copy(std::uint32_t slot, void* record) const;
+    Seen copy(std::uint32_t slot, void* record) const {
+        SlotHeader const* const at = header(slot);
+        std::uint64_t const state = loadAcquire(&at->state);
+        std::uint64_t const key = loadRelaxed(&at->key);
+        std::uint32_t const expected = __atomic_load_n(&at->checksum, __ATOMIC_RELAXED);
+        std::uint32_t const found = crc_.copyIn(head(state, key, slot), record, words(at));
+        std::atomic_thread_fence(std::memory_order_acquire);
+        if (loadRelaxed(&at->state) != state) {
+            return {Copy::changed, key, state};
+        }
+        bool const live = stateOf(state) == SlotState::live && stateWhole(state);
+        return {live && expected == found ? Copy::whole : Copy::damaged, key, state};
+    }
 
     // A sentence about a slot that is not a whole record of `key`.
     std::string describe(std::uint32_t slot, std::uint64_t key) const;

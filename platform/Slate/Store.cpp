@@ -130,7 +130,7 @@ bool Store::iterNext(std::uint64_t previous, void* record, IterHint* hint) {
     return walk(directory_.behind(previous), record, hint);
 }
 
-bool Store::walk(Position from, void* record, IterHint* hint) {
+bool Store::walk(Position const& from, void* record, IterHint* hint) {
     for (int tries = 0; tries < readTries; ++tries) {
         std::uint64_t const shape = control_.shape();
         Next const next = directory_.next(from);
@@ -209,6 +209,16 @@ Found& Store::findForChange(std::uint64_t key) {
     return at;
 }
 
+inline void Store::release(std::uint32_t slot) {
+    slots_.retire(slot);
+    bool const damaged =
+        !quarantined_.empty() &&
+        std::find(quarantined_.begin(), quarantined_.end(), slot) != quarantined_.end();
+    if (!damaged) [[likely]] {
+        allocator_.give(slot);
+    }
+}
+
 void Store::put(std::uint64_t key, void const* record) {
     Found& at = findForChange(key);
     if (at.found) {
@@ -260,27 +270,12 @@ std::uint32_t Store::takeSlot(std::uint64_t key, void const* record, std::uint32
     return slot;
 }
 
-void Store::release(std::uint32_t slot) {
-    slots_.retire(slot);
-    bool const damaged =
-        !quarantined_.empty() &&
-        std::find(quarantined_.begin(), quarantined_.end(), slot) != quarantined_.end();
-    if (!damaged) [[likely]] {
-        allocator_.give(slot);
-    }
-}
-
 std::uint32_t Store::memberCount() const {
     if (writable_) {
         return memberCount_;
     }
     auto const noted = control_.memberCount();
     return noted ? *noted : directory_.count();
-}
-
-void Store::memberCountIs(std::uint32_t count) {
-    memberCount_ = count;
-    control_.memberCountIs(count);
 }
 
 std::uint64_t Store::scratchpad() const {

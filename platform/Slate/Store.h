@@ -156,12 +156,15 @@ class LOAM_EXPORT Store {
     [[noreturn]] void raiseSlot(std::uint32_t slot, std::uint64_t key);
     [[noreturn]] void raiseChain(std::uint32_t owner);
     [[noreturn]] void raiseRestless(std::uint64_t key) const;
-    bool walk(Position from, void* record, IterHint* hint);
+    bool walk(Position const& from, void* record, IterHint* hint);
     Found& findOwn(std::uint64_t key);
     Found& findForChange(std::uint64_t key);
     std::uint32_t takeSlot(std::uint64_t key, void const* record, std::uint32_t released);
     void release(std::uint32_t slot);
-    void memberCountIs(std::uint32_t count);
+    void memberCountIs(std::uint32_t count) {
+        memberCount_ = count;
+        control_.memberCountIs(count);
+    }
     void requireWritable() const;
     void reportDamage(std::string const& text);
 
