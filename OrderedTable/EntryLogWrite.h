@@ -51,12 +51,21 @@ template <typename E>
 LogVersion EntryLogAccessor<E>::suppressedVersion(LogEntry const& tableEntry,
                                                   ConfigSlate& configSlate,
                                                   Ombra::Ptr<SwTableStats> const& stats) const {
-    auto const stored = OrderedTable::recordOf(configSlate.swTableEntries(), tableEntry.key());
-    ConfigSlateEntry const empty{};
-    if (ConfigSlateEntry::isEq(&stored, &empty) || stored.inDeletion()) {
+    struct Stored {
+        bool present;
+        bool identical;
+        LogVersion version;
+    };
+    auto const stored = OrderedTable::fromRecordOf(
+        configSlate.swTableEntries(), tableEntry.key(), [&](ConfigSlateEntry const& record) {
+            static ConfigSlateEntry const empty{};
+            return Stored{!ConfigSlateEntry::isEq(&record, &empty) && !record.inDeletion(),
+                          LogEntry::isEq(&record.logEntry(), &tableEntry), record.logVersion()};
+        });
+    if (!stored.present) {
         return 0;
     }
-    if (!LogEntry::isEq(&stored.logEntry(), &tableEntry)) {
+    if (!stored.identical) {
         ZET_TRACE_AS("entryIs", _defaultTraceHandle(), 3, className(),
                      "Not Suppressing write because entry or resource key is different  for key: "
                      "{}",
@@ -67,7 +76,7 @@ LogVersion EntryLogAccessor<E>::suppressedVersion(LogEntry const& tableEntry,
     stats->suppressedWriteCntInc(1);
     ZET_TRACE_AS("entryIs", _defaultTraceHandle(), 3, className(),
                  "Suppressing identical write for key: {}", tableEntry.key());
-    return stored.logVersion();
+    return stored.version;
 }
 
 // The rest of every change, behind the configuration table.

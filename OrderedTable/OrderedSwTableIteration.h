@@ -6,7 +6,6 @@
 #include <OrderedTable/SlateRead.h>
 #include <Zet/Trace.h>
 
-#include <optional>
 #include <type_traits>
 
 // Iteration over the visible table: the pending writes in the order of their collection, then the
@@ -64,22 +63,21 @@ class IterStateAccessor {
     // the default entry.
     Entry maybeUpdateCurrentEntry() {
         ZET_TRACE(_defaultTraceHandle(), 8, className, "");
-        if (flags().inAddColl()) {
-            if (auto const pending = stepInAdditions()) {
-                return *pending;
-            }
+        Entry entry;
+        if (flags().inAddColl() && stepInAdditions(entry)) {
+            return entry;
         }
         if (flags().inTblCfg()) {
             ZET_TRACE(_defaultTraceHandle(), 9, className, "  in cfgSlate collection");
-            if (auto const committed = stepInConfig()) {
-                return *committed;
+            if (stepInConfig(entry)) {
+                return entry;
             }
         }
         ZET_TRACE(_defaultTraceHandle(), 9, className, "  no more entries");
         flags().entryValidIs(false);
         flags().inAddCollIs(false);
         flags().inTblCfgIs(false);
-        return Entry{};
+        return entry;
     }
 
     // One name for all tables.
@@ -101,17 +99,19 @@ class IterStateAccessor {
     SwTableIteratorFlags& flags() const noexcept { return iterState_->state(); }
     T const& swTable() const noexcept { return *iterState_->swTable(); }
 
-    std::optional<Entry> stepInAdditions();
-    std::optional<Entry> stepInConfig();
-    bool findRecord(typename Family::ConfigSlate::Map& entries, Record& record) const;
-    std::optional<Entry> deliver(typename Family::ConfigSlate::Map& entries, Record& record);
+    // False, and nothing given, when the phase is over.
+    bool stepInAdditions(Entry& entry);
+    bool stepInConfig(Entry& entry);
+
+    Record const* findRecord(typename Family::ConfigSlate::Map& entries, Record& room) const;
+    void leaveBehind(typename Family::ConfigSlate::Map& entries, Key const& key, Record& room);
 
     IteratorState* iterState_;
 };
 
 // Nothing when the position holds no node; the phase is over then.
 template <typename IteratorState, typename T>
-auto IterStateAccessor<IteratorState, T>::stepInAdditions() -> std::optional<Entry> {
+bool IterStateAccessor<IteratorState, T>::stepInAdditions(Entry& entry) {
     OMBRA_ASSERT(!flags().inTblCfg(), "!iterState_->state().inTblCfg()");
     auto const leave = [this] {
         ZET_TRACE_AS("operator()", _defaultTraceHandle(), 9, className, "  done with transAdd");
@@ -127,12 +127,12 @@ auto IterStateAccessor<IteratorState, T>::stepInAdditions() -> std::optional<Ent
     if (!position) {
         leave();
         OMBRA_ASSERT(!flags().inAddColl(), "!iterState_->state().inAddColl()");
-        return std::nullopt;
+        return false;
     }
     flags().entryValidIs(true);
     ZET_TRACE_AS("maybeUpdateCurrentEntry", _defaultTraceHandle(), 9, className,
                  "  found entry: {}", position->fwkKey());
-    std::optional<Entry> const found{position->value()->swTableEntry()};
+    entry = position->value()->swTableEntry();
     ++position;
     if (position) {
         iterState_->bookmarkKeyIs(position->fwkKey());
@@ -141,57 +141,62 @@ auto IterStateAccessor<IteratorState, T>::stepInAdditions() -> std::optional<Ent
         flags().bookmarkValidIs(false);
         leave();
     }
-    return found;
+    return true;
 }
 
 // Nothing when no record is left that passes the filter.
 template <typename IteratorState, typename T>
-auto IterStateAccessor<IteratorState, T>::stepInConfig() -> std::optional<Entry> {
+bool IterStateAccessor<IteratorState, T>::stepInConfig(Entry& entry) {
     auto const configSlate = swTable().entryLog()->tableConfigSlate(swTable().unitId());
     auto& entries = configSlate->swTableEntries();
-    Record record;
-    bool there = findRecord(entries, record);
-    while (there) {
-        Key const key = record.key();
+    Record room;
+    Record const* record = findRecord(entries, room);
+    while (record != nullptr) {
+        Key const key = record->key();
         bool const hidden = swTable().transientRemoveEntryHas(key) ||
-                            swTable().transientAddEntryHas(key) || record.inDeletion();
+                            swTable().transientAddEntryHas(key) || record->inDeletion();
         if (!hidden) {
-            return deliver(entries, record);
+            entry = record->entry();
+            leaveBehind(entries, key, room);
+            return true;
         }
-        there = OrderedTable::nextRecordOf(entries, key, record);
+        record = OrderedTable::nextRecordOf(entries, key, room) ? &room : nullptr;
     }
-    return std::nullopt;
+    return false;
 }
 
-// The bookmarked record, or its successor when it has gone.
+// The bookmarked record, where it lies, or its successor in `room` when it has gone. Good until the
+// next look into the map.
 template <typename IteratorState, typename T>
-bool IterStateAccessor<IteratorState, T>::findRecord(typename Family::ConfigSlate::Map& entries,
-                                                     Record& record) const {
+auto IterStateAccessor<IteratorState, T>::findRecord(typename Family::ConfigSlate::Map& entries,
+                                                     Record& room) const -> Record const* {
     try {
         Slate::IterHint hint{};
         if (!flags().bookmarkValid()) {
-            return entries.iterFirst(&record, &hint);
+            return entries.iterFirst(&room, &hint) ? &room : nullptr;
         }
         bool found = false;
-        record = entries.lookup(iterState_->bookmarkKey(), &found, nullptr);
-        return found || entries.iterNext(iterState_->bookmarkKey(), &record, &hint);
+        Record const& there = entries.lookup(iterState_->bookmarkKey(), &found, nullptr);
+        if (found) {
+            return &there;
+        }
+        return entries.iterNext(iterState_->bookmarkKey(), &room, &hint) ? &room : nullptr;
     } catch (Ombra::CorruptionDetectedException const& corruption) {
         entries.doCorruptionDetected(corruption.msg());
-        return false;
+        return nullptr;
     }
 }
 
-// The bookmark may be a record that the next step filters out.
+// The record of `key` is delivered: the bookmark moves to its successor, which may be one that the
+// next step filters out.
 template <typename IteratorState, typename T>
-auto IterStateAccessor<IteratorState, T>::deliver(typename Family::ConfigSlate::Map& entries,
-                                                  Record& record) -> std::optional<Entry> {
+void IterStateAccessor<IteratorState, T>::leaveBehind(typename Family::ConfigSlate::Map& entries,
+                                                      Key const& key, Record& room) {
     flags().entryValidIs(true);
-    std::optional<Entry> const found{record.entry()};
     ZET_TRACE_AS("maybeUpdateCurrentEntry", _defaultTraceHandle(), 9, className,
-                 "  found entry: {}", record.key());
-    Key const key = record.key();
-    if (OrderedTable::nextRecordOf(entries, key, record)) {
-        iterState_->bookmarkKeyIs(record.key());
+                 "  found entry: {}", key);
+    if (OrderedTable::nextRecordOf(entries, key, room)) {
+        iterState_->bookmarkKeyIs(room.key());
         flags().bookmarkValidIs(true);
     } else {
         ZET_TRACE_AS("maybeUpdateCurrentEntry", _defaultTraceHandle(), 9, className,
@@ -199,7 +204,6 @@ auto IterStateAccessor<IteratorState, T>::deliver(typename Family::ConfigSlate::
         flags().bookmarkValidIs(false);
         flags().inTblCfgIs(false);
     }
-    return found;
 }
 
 // The iterator that clients hold: a state and the current entry. Two iterators compare equal when
