@@ -28,12 +28,12 @@ class TypedTableView final : public TableView {
         auto const& map = log_->map();
         auto const read = guarded(map, [&] {
             bool found = false;
-            change_ = map.lookup(version, &found, nullptr);
+            change_ = &map.lookup(version, &found, nullptr);
             return found;
         });
         if (read == Read::found) {
-            change = Change{change_.version, change_.logFlags, change_.unitId,
-                            change_.logEntry.key().number(), constFields(change_.logEntry)};
+            change = Change{change_->version, change_->logFlags, change_->unitId,
+                            change_->logEntry.key().number(), constFields(change_->logEntry)};
         }
         return read;
     }
@@ -147,8 +147,8 @@ class TypedTableView final : public TableView {
 
     Ombra::Ptr<typename Table::EntryLogSlate> log_;
     std::map<Asic::UnitId, Ombra::Ptr<ConfigSlate>> units_;
-    typename Table::LogSlateEntry change_;    // behind the last `Change`
-    typename Table::ConfigSlateEntry record_; // behind the last `Stored`
+    typename Table::LogSlateEntry const* change_ = nullptr; // behind the last `Change`
+    typename Table::ConfigSlateEntry record_;               // behind the last `Stored`
     Slate::IterHint walk_;
 };
 
