@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <utility>
 
@@ -24,8 +25,11 @@ constinit Bucket noBucket{0, 0};
 // In front of the words of a directory: how many buckets there are of each depth. The directory
 // halves when its own depth has none.
 struct DirectoryHdr {
-    std::uint32_t bucketsAtDepth[34]; // a depth is told as 0 to 32; even, for the words behind it
+    std::uint32_t bucketsAtDepth[34] = {}; // a depth is told as 0 to 32
+    std::uint32_t nodesAtAsking = std::numeric_limits<std::uint32_t>::max(); // mergeEverywhere
+    std::uint32_t unused = 0;
 };
+static_assert(sizeof(DirectoryHdr) % sizeof(void*) == 0, "the words stand behind it");
 
 // A directory doubles at this many nodes per word on average. With as many a bucket overflows once
 // in 170, and it splits before if it serves more words than one.
@@ -197,6 +201,7 @@ struct HashMap2018Generic::Engine {
         }
         if (hasDirectory()) {
             header(wider) = header(map.directory_);
+            header(wider).nodesAtAsking = DirectoryHdr{}.nodesAtAsking;
             freeDirectory(map.directory_);
         } else {
             header(wider).bucketsAtDepth[0] = 1;
@@ -381,8 +386,29 @@ struct HashMap2018Generic::Engine {
         while (mergeOnce(hash)) {
             merged = true;
         }
+        if (hasDirectory() && nearlyEmpty()) {
+            mergeEverywhere();
+            merged = true;
+        }
         while (merged && hasDirectory() && header(map.directory_).bucketsAtDepth[depth()] == 0) {
             halveDirectory();
+        }
+    }
+
+    // Neighbours that hold a few nodes each don't ask to merge by themselves, and two of them can
+    // keep the whole directory at its depth. So all are asked when it has four words per node, and
+    // again when half of those nodes are gone.
+    bool nearlyEmpty() const {
+        return map.size_ <= words() / 4 && map.size_ <= header(map.directory_).nodesAtAsking / 2;
+    }
+
+    void mergeEverywhere() {
+        header(map.directory_).nodesAtAsking = map.size_;
+        for (std::uint64_t hash = 0; hash <= 0xffffffffU;) {
+            auto const at = static_cast<std::uint32_t>(hash);
+            while (mergeOnce(at)) {
+            }
+            hash = std::uint64_t{map.lastHashOfBucket(at)} + 1;
         }
     }
 
