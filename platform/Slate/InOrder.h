@@ -64,8 +64,8 @@ class LOAM_EXPORT InOrder {
 
     BucketWords words_;
     std::uint32_t owner_ = nobody;
-    std::uint64_t items_[bucketEntries] =
-        {}; // a word with its index in the lowest bits, or `empty`
+    // Words with their index in the lowest bits, or `empty`.
+    std::uint64_t items_[bucketEntries] = {};
 };
 
 } // namespace Slate

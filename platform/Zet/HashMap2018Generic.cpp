@@ -22,11 +22,12 @@ using Sources = HashMap2018NodeSourceColl;
 // never counted: nobody adds to a bucket without capacity.
 constinit Bucket noBucket{0, 0};
 
-// In front of the words of a directory: how many buckets there are of each depth. The directory
-// halves when its own depth has none.
+// In front of the words of a directory: how many buckets there are of each depth, and how many
+// nodes there were when all buckets were asked to merge, if they were. The directory halves when
+// its own depth has no bucket.
 struct DirectoryHdr {
     std::uint32_t bucketsAtDepth[34] = {}; // a depth is told as 0 to 32
-    std::uint32_t nodesAtAsking = std::numeric_limits<std::uint32_t>::max(); // mergeEverywhere
+    std::uint32_t nodesAtAsking = std::numeric_limits<std::uint32_t>::max();
     std::uint32_t unused = 0;
 };
 static_assert(sizeof(DirectoryHdr) % sizeof(void*) == 0, "the words stand behind it");
