@@ -175,6 +175,20 @@ TEST(Store, AgreesWithAModelOverVersionsThatDifferAboveTheLowHalfOnly) {
     compareWithModel(Order::version, 64, range(3, 40, std::uint64_t{7} << 32), 20'000, 5);
 }
 
+// Also when the walk has been in the bucket before, or is for the first time.
+TEST(Store, AWalkFindsBehindAVersionTheOneThatDiffersAboveTheLowHalfOnly) {
+    MemoryFile const file{specOf(Order::version, 64)};
+    auto const store = file.writer();
+    std::uint64_t const lower = 3;
+    std::uint64_t const upper = lower + (std::uint64_t{7} << 32);
+    put(*store, upper, 1);
+    Record record{};
+    for (int times = 0; times < 2; ++times) {
+        EXPECT_TRUE(store->iterNext(lower, &record, nullptr)) << times;
+        EXPECT_FALSE(store->iterNext(upper, &record, nullptr)) << times;
+    }
+}
+
 TEST(Store, KeepsNoOverflowBucketThatItDoesNotNeed) {
     MemoryFile const file{specOf(Order::version, 60)};
     auto const store = file.writer();
